@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/fileprovider/NSFileProviderEnumerating.h"
+#include "platform/fileprovider/NSFileProviderServiceSource.h"
+#include "platform/foundation/NSProgress.h"
+#include "platform/foundation/NSURL.h"
+
+namespace zelto {
+
+struct NSFileProviderDomain {
+  std::string identifier;  // [A-Za-z0-9_]+
+  std::string displayName;
+};
+
+// The protocols below are what the framework drives an extension's principal class through. Handlers may
+// be called at once on the calling thread, later on any thread, or never (where the extension has no
+// host). The returned progress is never null.
+
+class NSFileProviderServicing {
+ public:
+  virtual ~NSFileProviderServicing() = default;
+  virtual std::shared_ptr<NSProgress> supportedServiceSourcesForItemIdentifier(
+      const std::string& itemIdentifier,
+      Completion<std::vector<std::shared_ptr<NSFileProviderServiceSource>>, std::optional<NSError>>
+          completionHandler) = 0;
+};
+
+class NSFileProviderReplicatedExtension {
+ public:
+  virtual ~NSFileProviderReplicatedExtension() = default;
+  virtual void invalidate() = 0;
+  // Null with `error` set, or an enumerator.
+  virtual std::shared_ptr<NSFileProviderEnumerator> enumeratorForContainerItemIdentifier(
+      const std::string& containerItemIdentifier, const NSFileProviderRequest& request,
+      std::optional<NSError>* error) = 0;
+  virtual std::shared_ptr<NSProgress> itemForIdentifier(
+      const std::string& identifier, const NSFileProviderRequest& request,
+      Completion<NSFileProviderItemPtr, std::optional<NSError>> completionHandler) = 0;
+  // COMPLETES: with the URL of a local copy that the framework takes over, and the item it is of.
+  virtual std::shared_ptr<NSProgress> fetchContentsForItemWithIdentifier(
+      const std::string& identifier, const std::optional<NSFileProviderItemVersion>& version,
+      const NSFileProviderRequest& request,
+      Completion<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>> completionHandler) = 0;
+};
+
+class NSFileProviderPartialContentFetching {
+ public:
+  virtual ~NSFileProviderPartialContentFetching() = default;
+  // COMPLETES: with a sparse file that holds the delivered range at its own offset.
+  virtual std::shared_ptr<NSProgress> fetchPartialContentsForItemWithIdentifier(
+      const std::string& identifier, const NSFileProviderItemVersion& version,
+      const NSFileProviderRequest& request, NSRange minimalRange, std::uint64_t aligningTo,
+      NSFileProviderFetchContentsOptions options,
+      Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange, NSFileProviderMaterializationFlags,
+                 std::optional<NSError>>
+          completionHandler) = 0;
+};
+
+// All that a principal class adopts.
+class NSFileProviderPrincipal : public NSFileProviderServicing,
+                                public NSFileProviderReplicatedExtension,
+                                public NSFileProviderPartialContentFetching {};
+
+}  // namespace zelto

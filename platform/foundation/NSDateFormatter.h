@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/foundation/NSDate.h"
+
+namespace zelto {
+
+// Formats dates by a Unicode date-field pattern in the process's default locale and time zone, both
+// taken when the formatter is made.
+// THREAD: any; a formatter may be shared.
+class NSDateFormatter {
+ public:
+  explicit NSDateFormatter(const std::string& pattern);
+  ~NSDateFormatter();
+  NSDateFormatter(const NSDateFormatter&) = delete;
+  NSDateFormatter& operator=(const NSDateFormatter&) = delete;
+
+  std::string stringFromDate(NSDate date) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/foundation/NSError.h"
+#include "platform/foundation/NSURL.h"
+
+namespace zelto {
+
+// File operations with the platform's meaning. All are THREAD: any, BLOCKS: on the disk. Errors are in
+// the Cocoa domain with the platform's codes (4 no such file, 513 no permission, 516 exists, 640 no
+// space, 512 other) and a description that names the path and the system's reason.
+class NSFileManager {
+ public:
+  static NSFileManager& defaultManager();
+
+  // None of these replaces an existing destination.
+  std::optional<NSError> linkItem(const NSURL& from, const NSURL& to);
+  // Renames; between volumes copies, then removes.
+  std::optional<NSError> moveItem(const NSURL& from, const NSURL& to);
+  std::optional<NSError> createDirectory(const NSURL& url, bool withIntermediateDirectories);
+  // Removes a folder with its content.
+  std::optional<NSError> removeItem(const NSURL& url);
+  bool fileExists(const NSURL& url);
+
+  // The directory that processes of one application group share; made (mode 0700) when missing. It lies
+  // in the data home, so that it is on one volume with the replica. Nothing when it cannot be made.
+  std::optional<NSURL> containerURLForSecurityApplicationGroupIdentifier(const std::string& identifier);
+};
+
+// Where this user's data lies: ZELTO_DATA_HOME, else XDG_DATA_HOME/zelto, else ~/.local/share/zelto.
+std::string dataHome();
+// Where sockets and process records lie while the system runs: ZELTO_RUNTIME_DIR, else
+// XDG_RUNTIME_DIR/zelto, else a folder of this user's own under /tmp (mode 0700).
+std::string runtimeDirectory();
+
+}  // namespace zelto
