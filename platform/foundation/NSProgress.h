@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace zelto {
@@ -27,11 +28,12 @@ class NSProgress : public std::enable_shared_from_this<NSProgress> {
   bool isCancelled() const;
   // Runs at once when the progress is cancelled already. Replaces an earlier handler that has not run.
   void setCancellationHandler(std::move_only_function<void()> handler);
-  // Called after each change of the counts, until the progress is destroyed. At most one handler.
+  // Called after each change of the counts, here or in a child, until the progress is destroyed. At most one
+  // handler.
   void setChangeHandler(std::function<void(const NSProgress&)> handler);
 
   // The child's fraction counts for `pendingUnitCount` of this progress's units. A cancelled parent
-  // cancels the child.
+  // cancels the child. REQUIRES: the child has no other parent and is no ancestor of this progress.
   void addChild(std::shared_ptr<NSProgress> child, std::int64_t pendingUnitCount);
 
  private:
@@ -42,6 +44,8 @@ class NSProgress : public std::enable_shared_from_this<NSProgress> {
     std::int64_t pendingUnitCount;
   };
 
+  // Own completed units and the children's share of the total, and the total.
+  std::pair<double, double> progress() const;
   void notifyChanged();
 
   mutable std::mutex mutex_;
@@ -51,6 +55,7 @@ class NSProgress : public std::enable_shared_from_this<NSProgress> {
   std::move_only_function<void()> cancellationHandler_;
   std::shared_ptr<const std::function<void(const NSProgress&)>> changeHandler_;
   std::vector<Child> children_;
+  std::weak_ptr<NSProgress> parent_;
 };
 
 }  // namespace zelto
