@@ -36,7 +36,8 @@ struct BusMethod {
   std::string name;
   std::string inSignature;  // of the letters above, e.g. "says"
   std::string outSignature;
-  // Runs on the bus thread; long work belongs elsewhere.
+  // Runs on the bus thread; long work belongs elsewhere. A reply that is dropped uncalled answers with an
+  // error.
   std::function<void(BusMethodCall, BusReply)> handler;
 };
 struct BusSignalDeclaration {
@@ -77,7 +78,12 @@ class SessionBus {
                                                    const std::string& signature, BusArguments arguments,
                                                    std::uint64_t timeoutMicroseconds);
 
-  // The handler runs for each such signal from anybody, until the returned handle is dropped.
+  // True where callAndWait would wait for itself.
+  virtual bool onBusThread() const { return false; }
+
+  // The handler runs for each such signal from anybody, until the returned handle is dropped; one that is
+  // running on the bus thread just then may still end. An empty path, interface or name matches any. The
+  // same holds for watchName. When the bus itself is lost, every name is reported as lost.
   virtual std::shared_ptr<void> matchSignal(
       const std::string& path, const std::string& interface, const std::string& name,
       std::function<void(const std::string& sender, BusArguments)> handler) = 0;
