@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "framework/replica/Replica.h"
+#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+#include "platform/foundation/DispatchQueue.h"
+
+namespace zelto {
+
+// Brings the server's changes into the replica: each signal leads to one enumeration of changes, signals
+// that come meanwhile to one more.
+// THREAD: any; the work is done on a queue of its own.
+class ChangePump {
+ public:
+  using DeltaHandler = std::function<void(const ReplicaDelta&)>;
+
+  ChangePump(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed);
+
+  // There may be changes. `then` runs on the pump's queue once they are applied; it is dropped when the
+  // host is lost before that.
+  void signal(std::move_only_function<void()> then = nullptr);
+  // The enumeration in flight will not be answered.
+  void hostLost();
+
+ private:
+  class Observer;
+
+  void start();
+  void apply(const std::vector<NSFileProviderItemPtr>& updates, const std::vector<std::string>& deletions);
+  void finish(std::uint64_t run);
+
+  NSFileProviderPrincipal& extension_;
+  Replica& replica_;
+  DeltaHandler changed_;
+  std::mutex mutex_;
+  std::uint64_t run_ = 0;  // the enumeration in flight, 0 for none
+  std::uint64_t nextRun_ = 1;
+  bool signalled_ = false;                                // another one is wanted
+  std::vector<std::move_only_function<void()>> waiting_;  // for the next enumeration
+  std::vector<std::move_only_function<void()>> running_;  // for the one in flight
+  DispatchQueue queue_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,87 @@
+#include "framework/domain/Domain.h"
+
+#include "platform/fileprovider/NSExtensionMain.h"
+#include "platform/foundation/NSFileManager.h"
+
+namespace zelto {
+namespace {
+
+// How long a host that took the endpoint may take to tell that it is ready.
+constexpr std::chrono::milliseconds kHostGrace{500};
+
+}  // namespace
+
+Domain::Domain(const Settings& settings)
+    : settings_(settings), link_(deadlines_, kHostGrace), trim_(deadlines_) {}
+
+std::expected<std::unique_ptr<Domain>, NSError> Domain::start(const Settings& settings,
+                                                              const std::string& principalClass) {
+  std::unique_ptr<Domain> domain(new Domain(settings));
+  if (auto error = domain->open(principalClass)) {
+    // What was started may still be at work for a moment; the process ends with it.
+    static_cast<void>(domain.release());
+    return std::unexpected(std::move(*error));
+  }
+  return domain;
+}
+
+std::optional<NSError> Domain::openReplica() {
+  auto replica = Replica::open(dataHome() + "/domains/" + settings_.domain.identifier);
+  if (!replica) return replica.error();
+  replica_ = *std::move(replica);
+  return std::nullopt;
+}
+
+std::optional<NSError> Domain::open(const std::string& principalClass) {
+  auto bus = SessionBus::connect();
+  if (!bus) return bus.error();
+  if (auto error = openReplica()) return error;
+  extension_ = NSClassRegistry::make(principalClass, settings_.domain);
+  if (!extension_) return errorWithPOSIXCode(ENOENT, "no principal class named " + principalClass);
+
+  const auto changed = [this](const ReplicaDelta& delta) { replicaChanged(delta); };
+  lister_ = std::make_unique<Lister>(*extension_, *replica_, link_, changed);
+  materialiser_ = std::make_unique<Materialiser>(*extension_, *replica_, link_, changed);
+  pump_ = std::make_unique<ChangePump>(*extension_, *replica_, changed);
+  link_.addObserver([this](bool present) { hostChanged(present); });
+
+  auto volume = Volume::mount({*replica_, *lister_, *materialiser_, deadlines_, link_}, settings_.mountPoint,
+                              settings_.requestLimit);
+  if (!volume) return volume.error();
+  volume_ = *std::move(volume);
+  manager_ = std::make_unique<Manager>(Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_},
+                                       *std::move(bus), [this] { stop(); });
+  return manager_->start();
+}
+
+int Domain::run() { return volume_->run(); }
+
+void Domain::replicaChanged(const ReplicaDelta& delta) {
+  trim_.itemsHandled(delta.added.size() + delta.removed.size());
+  volume_->replicaChanged(delta);
+  manager_->stateChanged("changes");
+}
+
+void Domain::hostChanged(bool present) {
+  if (!present) {
+    lister_->hostLost();
+    materialiser_->hostLost();
+    pump_->hostLost();
+  } else {
+    // Changes first: they also empty what the extension remembers of a host that is gone.
+    pump_->signal([this] {
+      lister_->hostReady();
+      materialiser_->hostReady();
+    });
+  }
+  manager_->stateChanged("host");
+}
+
+void Domain::close() {
+  extension_->invalidate();
+  volume_.reset();
+  replica_->flush();
+  replica_.reset();
+}
+
+}  // namespace zelto

@@ -1,0 +1,129 @@
+#include "platform/fileprovider/NSExtensionMain.h"
+
+#include <algorithm>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include <getopt.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include "framework/domain/Domain.h"
+#include "framework/domain/MemoryTrim.h"
+#include "platform/foundation/NSBundle.h"
+
+namespace zelto {
+namespace {
+
+constexpr const char* kUsage = "usage: %s --domain NAME --mount DIRECTORY [--request-limit MILLISECONDS]\n";
+
+bool isDomainName(std::string_view name) {
+  return !name.empty() && name.size() <= 64 && std::ranges::all_of(name, [](unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+  });
+}
+
+bool parseLimit(std::string_view text, std::chrono::milliseconds& limit) {
+  int value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value <= 0) return false;
+  limit = std::chrono::milliseconds(value);
+  return true;
+}
+
+std::string absolutePath(const char* path) {
+  char* const resolved = ::realpath(path, nullptr);
+  if (resolved == nullptr) return path;  // a stale mount cannot be resolved; it is cleared away later
+  std::string result = resolved;
+  ::free(resolved);
+  return result;
+}
+
+std::optional<Domain::Settings> parse(int argc, char** argv) {
+  Domain::Settings settings{.domain = {"default", "Zelto"}, .mountPoint = {}};
+  const option options[] = {{"domain", required_argument, nullptr, 'd'},
+                            {"mount", required_argument, nullptr, 'm'},
+                            {"request-limit", required_argument, nullptr, 'l'},
+                            {nullptr, 0, nullptr, 0}};
+  for (int choice = 0; (choice = ::getopt_long(argc, argv, "", options, nullptr)) != -1;) {
+    if (choice == 'd') {
+      settings.domain.identifier = optarg;
+    } else if (choice == 'm') {
+      settings.mountPoint = absolutePath(optarg);
+    } else if (choice != 'l' || !parseLimit(optarg, settings.requestLimit)) {
+      return std::nullopt;
+    }
+  }
+  if (!isDomainName(settings.domain.identifier) || settings.mountPoint.empty() || optind != argc)
+    return std::nullopt;
+  return settings;
+}
+
+// A descriptor for each open file, and the usual limit is low.
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// The signals that end the process are taken by one thread; all others have them blocked.
+sigset_t blockEndSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+  return set;
+}
+
+void stopAtSignal(Domain& domain, sigset_t set) {
+  std::thread([&domain, set] {
+    int signal = 0;
+    ::sigwait(&set, &signal);
+    domain.stop();
+  }).detach();
+}
+
+std::string principalClassName() {
+  const PropertyListValue* const extension = NSBundle::mainBundle().infoDictionary().find("NSExtension");
+  const NSDictionary* const dictionary = extension != nullptr ? extension->asDictionary() : nullptr;
+  const PropertyListValue* const name =
+      dictionary != nullptr ? dictionary->find("NSExtensionPrincipalClass") : nullptr;
+  return name != nullptr && name->asString() != nullptr ? *name->asString() : std::string();
+}
+
+}  // namespace
+
+int NSExtensionMain(int argc, char** argv) {
+  MemoryTrim::configureAllocator();
+  const auto settings = parse(argc, argv);
+  if (!settings) {
+    std::fprintf(stderr, kUsage, argv[0]);
+    return 2;
+  }
+  const sigset_t endSignals = blockEndSignals();
+  raiseDescriptorLimit();
+  const std::string principalClass = principalClassName();
+  if (principalClass.empty()) {
+    std::fprintf(stderr, "zelto-fileprovider: %s/Info.plist names no principal class\n",
+                 NSBundle::mainBundle().resourcePath().c_str());
+    return 1;
+  }
+  auto domain = Domain::start(*settings, principalClass);
+  if (!domain) {
+    std::fprintf(stderr, "zelto-fileprovider: %s\n", domain.error().localizedDescription().c_str());
+    std::_Exit(1);
+  }
+  stopAtSignal(**domain, endSignals);
+  const int error = (*domain)->run();
+  if (error != 0) std::fprintf(stderr, "zelto-fileprovider: %s\n", std::strerror(error));
+  (*domain)->close();
+  // Threads of the extension and the bus may still be at work on the domain's objects.
+  std::_Exit(error == 0 ? 0 : 1);
+}
+
+}  // namespace zelto

@@ -1,0 +1,180 @@
+#include "framework/fetching/Materialiser.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <unistd.h>
+
+#include "framework/requests/Errno.h"
+
+namespace zelto {
+namespace {
+
+constexpr std::uint64_t kCopiedAtOnce = 1 << 20;
+
+void removeDelivered(const std::optional<NSURL>& url) {
+  if (url) ::unlink(url->path().c_str());
+}
+
+}  // namespace
+
+// What the extension answered to one transfer.
+struct Materialiser::Delivery {
+  std::shared_ptr<ContentFile> content;
+  std::uint64_t transfer;
+  std::optional<NSURL> url;
+  NSFileProviderItemPtr item;
+  NSRange range;
+  std::optional<NSError> error;
+};
+
+Materialiser::Materialiser(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link,
+                           DeltaHandler changed)
+    : extension_(extension),
+      replica_(replica),
+      link_(link),
+      changed_(std::move(changed)),
+      copies_("it.pellam.Zelto.FileProvider.copies") {}
+
+void Materialiser::ensure(const std::shared_ptr<ContentFile>& content, NSRange range, std::uint64_t ahead,
+                          WaiterPtr waiter) {
+  if (content->covers(range)) return waiter->done(0);
+  if (content->detached()) return waiter->done(ESTALE);
+  std::vector<Transfer> transfers;
+  const bool hostPresent = link_.present();
+  {
+    const std::lock_guard lock(mutex_);
+    FileFetch& fetch = fetches_.try_emplace(content.get(), content).first->second;
+    fetch.addWaiter(range, std::move(waiter));
+    if (hostPresent) {
+      transfers = fetch.plan({range.location, range.length + ahead}, nextTransfer_);
+      // It may have arrived between the first look and the lock: then nothing would wake the waiter.
+      if (transfers.empty() && content->covers(range)) transfers.push_back({0, {}, false});
+    }
+  }
+  if (transfers.size() == 1 && transfers.front().id == 0) return settle(content, 0, 0);
+  send(content, transfers);
+}
+
+void Materialiser::prefetch(const std::shared_ptr<ContentFile>& content, NSRange range) {
+  if (!link_.present() || content->detached() || content->covers(range)) return;
+  std::vector<Transfer> transfers;
+  {
+    const std::lock_guard lock(mutex_);
+    FileFetch& fetch = fetches_.try_emplace(content.get(), content).first->second;
+    transfers = fetch.plan(range, nextTransfer_);
+    if (fetch.idle()) fetches_.erase(content.get());
+  }
+  send(content, transfers);
+}
+
+void Materialiser::send(const std::shared_ptr<ContentFile>& content, const std::vector<Transfer>& transfers) {
+  if (transfers.empty()) return;
+  const std::string identifier = replica_.identifier(content->inode());
+  for (const Transfer& transfer : transfers) {
+    if (identifier.empty()) {
+      settle(content, transfer.id, ENOENT);
+    } else if (transfer.whole) {
+      sendWhole(content, transfer, identifier);
+    } else {
+      sendRange(content, transfer, identifier);
+    }
+  }
+}
+
+void Materialiser::sendWhole(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
+                             const std::string& identifier) {
+  mirrorProgress(content, extension_.fetchContentsForItemWithIdentifier(
+                              identifier, replica_.version(content->inode()), {},
+                              [this, content, transfer](std::optional<NSURL> url, NSFileProviderItemPtr item,
+                                                        std::optional<NSError> error) {
+                                deliver({content, transfer.id, std::move(url), std::move(item),
+                                         transfer.range, std::move(error)});
+                              }));
+}
+
+void Materialiser::sendRange(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
+                             const std::string& identifier) {
+  mirrorProgress(
+      content,
+      extension_.fetchPartialContentsForItemWithIdentifier(
+          identifier, replica_.version(content->inode()).value_or(NSFileProviderItemVersion{}), {},
+          transfer.range, 1, NSFileProviderFetchContentsOptions::none,
+          [this, content, transfer](std::optional<NSURL> url, NSFileProviderItemPtr item, NSRange range,
+                                    NSFileProviderMaterializationFlags, std::optional<NSError> error) {
+            deliver({content, transfer.id, std::move(url), std::move(item), range, std::move(error)});
+          }));
+}
+
+void Materialiser::mirrorProgress(const std::shared_ptr<ContentFile>& content,
+                                  const std::shared_ptr<NSProgress>& progress) {
+  progress->setChangeHandler([this, weak = std::weak_ptr(content)](const NSProgress&) {
+    if (const auto alive = weak.lock()) progressed(alive);
+  });
+}
+
+void Materialiser::progressed(const std::shared_ptr<ContentFile>& content) {
+  std::vector<WaiterPtr> waiters;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto it = fetches_.find(content.get());
+    if (it != fetches_.end()) waiters = it->second.waiters();
+  }
+  for (const auto& waiter : waiters) waiter->progressed();
+}
+
+void Materialiser::deliver(Delivery delivery) {
+  if (delivery.error || !delivery.url) {
+    removeDelivered(delivery.url);
+    return settle(delivery.content, delivery.transfer, delivery.error ? errnoForError(*delivery.error) : EIO);
+  }
+  if (delivery.item) {
+    // The record tells which version the bytes are of; a changed one detaches the content asked for.
+    const ReplicaDelta delta = replica_.applyItem(delivery.content->inode(), delivery.item);
+    if (!delta.empty()) changed_(delta);
+  }
+  if (delivery.range.length <= kCopiedAtOnce) return takeOver(std::move(delivery));
+  copies_.async([this, delivery = std::move(delivery)]() mutable { takeOver(std::move(delivery)); });
+}
+
+void Materialiser::takeOver(Delivery delivery) {
+  const auto error = delivery.content->takeOver(delivery.url->path(), delivery.range);
+  const int code = delivery.content->detached() ? ESTALE : error ? errnoForError(*error) : 0;
+  settle(delivery.content, delivery.transfer, code);
+}
+
+void Materialiser::settle(const std::shared_ptr<ContentFile>& content, std::uint64_t transfer, int error) {
+  std::vector<FileFetch::Done> done;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto it = fetches_.find(content.get());
+    if (it == fetches_.end()) return;
+    done = it->second.end(transfer, error);
+    if (it->second.idle()) fetches_.erase(it);
+  }
+  for (const auto& [waiter, code] : done) waiter->done(code);
+}
+
+void Materialiser::hostLost() {
+  const std::lock_guard lock(mutex_);
+  for (auto& [key, fetch] : fetches_) fetch.forgetTransfers();
+}
+
+void Materialiser::hostReady() {
+  std::vector<std::pair<std::shared_ptr<ContentFile>, std::vector<Transfer>>> toSend;
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto& [key, fetch] : fetches_) fetch.dropThoseWhoGaveUp();
+    std::erase_if(fetches_, [](const auto& entry) { return entry.second.idle(); });
+    for (auto& [key, fetch] : fetches_)
+      toSend.emplace_back(fetch.content(), fetch.planForWaiters(nextTransfer_));
+  }
+  for (const auto& [content, transfers] : toSend) send(content, transfers);
+}
+
+std::size_t Materialiser::inFlight() const {
+  const std::lock_guard lock(mutex_);
+  return fetches_.size();
+}
+
+}  // namespace zelto

@@ -1,0 +1,109 @@
+#include "framework/listing/Lister.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "framework/requests/Errno.h"
+
+namespace zelto {
+
+// Collects the pages of one listing and takes them into the replica as a whole.
+class Lister::Observer final : public NSFileProviderEnumerationObserver {
+ public:
+  Observer(Lister& lister, Inode folder, std::uint64_t attempt)
+      : lister_(lister), folder_(folder), attempt_(attempt) {}
+
+  void didEnumerateItems(const std::vector<NSFileProviderItemPtr>& items) override {
+    items_.insert(items_.end(), items.begin(), items.end());
+  }
+
+  void finishEnumeratingUpToPage(const std::optional<NSFileProviderPage>& nextPage) override {
+    if (nextPage) return finish(EOVERFLOW);  // the extension lists in one page
+    if (!lister_.isCurrent(folder_, attempt_)) return;
+    const ReplicaDelta delta = lister_.replica_.applyListing(folder_, items_);
+    items_.clear();
+    // The kernel hears of the changes before whoever waits: what they look up next is new.
+    if (!delta.empty()) lister_.changed_(delta);
+    finish(0);
+  }
+
+  void finishEnumeratingWithError(const NSError& error) override { finish(errnoForError(error)); }
+
+ private:
+  void finish(int error) { lister_.finish(folder_, attempt_, error); }
+
+  Lister& lister_;
+  const Inode folder_;
+  const std::uint64_t attempt_;
+  std::vector<NSFileProviderItemPtr> items_;
+};
+
+Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link, DeltaHandler changed)
+    : extension_(extension), replica_(replica), link_(link), changed_(std::move(changed)) {}
+
+void Lister::list(Inode folder, WaiterPtr waiter) {
+  const bool hostPresent = link_.present();
+  std::uint64_t attempt = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    Listing& listing = listings_[folder];
+    listing.waiters.push_back(std::move(waiter));
+    if (listing.attempt == 0 && hostPresent) attempt = listing.attempt = nextAttempt_++;
+  }
+  if (attempt != 0) send(folder, attempt);
+}
+
+void Lister::send(Inode folder, std::uint64_t attempt) {
+  const std::string identifier = replica_.identifier(folder);
+  if (identifier.empty()) return finish(folder, attempt, ENOENT);
+  std::optional<NSError> error;
+  const auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {}, &error);
+  if (!enumerator) return finish(folder, attempt, error ? errnoForError(*error) : EIO);
+  enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt), {});
+}
+
+void Lister::finish(Inode folder, std::uint64_t attempt, int error) {
+  std::vector<WaiterPtr> waiters;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto it = listings_.find(folder);
+    if (it == listings_.end() || it->second.attempt != attempt) return;
+    waiters = std::move(it->second.waiters);
+    listings_.erase(it);
+  }
+  for (const auto& waiter : waiters) waiter->done(error);
+}
+
+bool Lister::isCurrent(Inode folder, std::uint64_t attempt) const {
+  const std::lock_guard lock(mutex_);
+  const auto it = listings_.find(folder);
+  return it != listings_.end() && it->second.attempt == attempt;
+}
+
+void Lister::hostLost() {
+  const std::lock_guard lock(mutex_);
+  for (auto& [folder, listing] : listings_) listing.attempt = 0;
+}
+
+void Lister::hostReady() {
+  std::vector<std::pair<Inode, std::uint64_t>> toSend;
+  {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(listings_, [](const auto& entry) {
+      return entry.second.attempt == 0 &&
+             std::ranges::all_of(entry.second.waiters,
+                                 [](const WaiterPtr& waiter) { return waiter->gaveUp(); });
+    });
+    for (auto& [folder, listing] : listings_) {
+      if (listing.attempt == 0) toSend.emplace_back(folder, listing.attempt = nextAttempt_++);
+    }
+  }
+  for (const auto& [folder, attempt] : toSend) send(folder, attempt);
+}
+
+std::size_t Lister::inFlight() const {
+  const std::lock_guard lock(mutex_);
+  return listings_.size();
+}
+
+}  // namespace zelto

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "framework/replica/Replica.h"
+#include "framework/requests/HostLink.h"
+#include "framework/requests/Waiter.h"
+#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+
+namespace zelto {
+
+// Lists folders through the extension into the replica. Any number of requests for one folder make one
+// listing: it stays the only one until it is answered or the host is lost, however long that takes, since
+// a second one in flight would be answered late or wrongly. With no host a listing waits for one.
+// THREAD: any.
+class Lister {
+ public:
+  using DeltaHandler = std::function<void(const ReplicaDelta&)>;
+
+  // `changed` hears what a listing changed in folders that the kernel may know already.
+  Lister(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link, DeltaHandler changed);
+
+  // Completes the waiter once the folder's children are in the replica.
+  // BLOCKS: at most half a second (the extension's guard against a listing that was lost).
+  void list(Inode folder, WaiterPtr waiter);
+
+  // The listings in flight will not be answered any more; they wait for the next host.
+  void hostLost();
+  // Sends the waiting listings. BLOCKS: as `list`, for each.
+  void hostReady();
+
+  std::size_t inFlight() const;
+
+ private:
+  class Observer;
+  struct Listing {
+    std::vector<WaiterPtr> waiters;
+    std::uint64_t attempt = 0;  // 0 while it waits for a host
+  };
+
+  void send(Inode folder, std::uint64_t attempt);
+  void finish(Inode folder, std::uint64_t attempt, int error);
+  bool isCurrent(Inode folder, std::uint64_t attempt) const;
+
+  NSFileProviderPrincipal& extension_;
+  Replica& replica_;
+  HostLink& link_;
+  DeltaHandler changed_;
+  mutable std::mutex mutex_;
+  std::unordered_map<Inode, Listing> listings_;
+  std::uint64_t nextAttempt_ = 1;
+};
+
+}  // namespace zelto

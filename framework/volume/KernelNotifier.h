@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "framework/volume/FuseLowLevel.h"
+#include "platform/foundation/DispatchQueue.h"
+
+namespace zelto {
+
+// Tells the kernel what to forget, in order, on a thread of its own: a notification may wait for a
+// request on the same folder, so no thread that answers requests may send one.
+// THREAD: any.
+class KernelNotifier {
+ public:
+  explicit KernelNotifier(fuse_session* session);
+
+  // The name leads elsewhere, or somewhere again: forget it and the folder's cached listing.
+  void forgetName(std::uint64_t parent, std::string name);
+  // The name is gone; whoever watches the folder is told by the kernel.
+  void nameDeleted(std::uint64_t parent, std::uint64_t child, std::string name);
+  // Forget the attributes and the cached pages or listing of a node.
+  void forgetNode(std::uint64_t node);
+
+  // BLOCKS: until everything told so far has been done.
+  void drain() { queue_.drain(); }
+
+ private:
+  fuse_session* const session_;
+  DispatchQueue queue_;
+};
+
+}  // namespace zelto

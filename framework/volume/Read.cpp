@@ -1,0 +1,44 @@
+#include <algorithm>
+#include <cerrno>
+
+#include "framework/volume/FileHandle.h"
+#include "framework/volume/Volume.h"
+
+namespace zelto {
+namespace {
+
+void replyBytes(fuse_req_t request, const ContentFile& content, NSRange range) {
+  fuse_bufvec bytes = FUSE_BUFVEC_INIT(range.length);
+  bytes.buf[0].flags = static_cast<fuse_buf_flags>(FUSE_BUF_IS_FD | FUSE_BUF_FD_SEEK);
+  bytes.buf[0].fd = content.descriptor();
+  bytes.buf[0].pos = static_cast<off_t>(range.location);
+  fuse_reply_data(request, &bytes, FUSE_BUF_SPLICE_MOVE);
+}
+
+}  // namespace
+
+void volume::read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* file) {
+  FileHandle& handle = *FileHandle::of(file);
+  const std::shared_ptr<ContentFile>& content = handle.content();
+  const auto location = static_cast<std::uint64_t>(offset);
+  const std::uint64_t length =
+      location < content->size() ? std::min<std::uint64_t>(size, content->size() - location) : 0;
+  const NSRange range{location, length};
+  if (length == 0) {
+    fuse_reply_buf(request, nullptr, 0);
+    return;
+  }
+  const std::uint64_t ahead = handle.readAhead(range);
+  if (content->covers(range)) {
+    replyBytes(request, *content, range);
+    if (!content->complete()) of(request).materialiser().prefetch(content, {range.end(), ahead});
+    return;
+  }
+  Volume& volume = of(request);
+  volume.materialiser().ensure(content, range, ahead,
+                               volume.kernelRequests().hold(request, [content, range](fuse_req_t held) {
+                                 replyBytes(held, *content, range);
+                               }));
+}
+
+}  // namespace zelto

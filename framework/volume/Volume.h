@@ -1,0 +1,113 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <expected>
+#include <memory>
+#include <string>
+
+#include <pthread.h>
+
+#include "framework/fetching/Materialiser.h"
+#include "framework/listing/Lister.h"
+#include "framework/replica/Replica.h"
+#include "framework/volume/ContentEpochs.h"
+#include "framework/volume/FuseLowLevel.h"
+#include "framework/volume/KernelNotifier.h"
+#include "framework/volume/KernelRequest.h"
+
+namespace zelto {
+
+// The mounted volume of one domain: answers the kernel from the replica, and asks the lister and the
+// materialiser for what is not there. Nothing here ever waits: a request that needs the host is held and
+// answered later. One source file per operation (Lookup.cpp, Read.cpp, …).
+// THREAD: `run` serves on threads of its own; everything else from any.
+class Volume {
+ public:
+  struct Parts {
+    Replica& replica;
+    Lister& lister;
+    Materialiser& materialiser;
+    Deadlines& deadlines;
+    HostLink& link;
+  };
+
+  // Mounts at a directory, after clearing away what a killed process left mounted there.
+  // ERRORS: POSIX domain, with what to do in the description.
+  static std::expected<std::unique_ptr<Volume>, NSError> mount(const Parts& parts,
+                                                               const std::string& mountPoint,
+                                                               std::chrono::milliseconds requestLimit);
+  ~Volume();
+  Volume(const Volume&) = delete;
+  Volume& operator=(const Volume&) = delete;
+
+  const std::string& mountPoint() const { return mountPoint_; }
+
+  // BLOCKS: until the volume is unmounted or told to end. Gives 0, or an errno value.
+  int run();
+  // Makes `run` return. THREAD: any.
+  void stop();
+
+  // Makes the kernel forget what a change of the replica made untrue. Returns at once.
+  void replicaChanged(const ReplicaDelta& delta);
+
+  // Drops the local content of a file, or of every file below a folder, and the kernel's pages of it.
+  // Gives the bytes freed in the replica.
+  std::uint64_t evict(const NodeInfo& node);
+
+  Replica& replica() { return parts_.replica; }
+  Lister& lister() { return parts_.lister; }
+  Materialiser& materialiser() { return parts_.materialiser; }
+  KernelRequests& kernelRequests() { return requests_; }
+  ContentEpochs& epochs() { return epochs_; }
+
+  // The attributes that the kernel is told of a node.
+  struct stat attributes(const NodeInfo& node) const;
+  // A directory entry or look-up answer for a node, valid until we say otherwise.
+  fuse_entry_param entry(const NodeInfo& node) const;
+
+  // How long the kernel may keep what it was told; long, since we tell it of every change.
+  static constexpr double kKernelCacheSeconds = 86400;
+
+ private:
+  Volume(const Parts& parts, std::string mountPoint, std::chrono::milliseconds requestLimit);
+
+  std::optional<NSError> startSession();
+  void dropPages(const NodeInfo& node);
+
+  Parts parts_;
+  const std::string mountPoint_;
+  const uid_t owner_;
+  const gid_t group_;
+  KernelRequests requests_;
+  ContentEpochs epochs_;
+  std::atomic<pthread_t> runner_ = 0;
+  fuse_session* session_ = nullptr;
+  std::unique_ptr<KernelNotifier> notifier_;
+};
+
+// The operations, as the FUSE library calls them.
+namespace volume {
+
+Volume& of(fuse_req_t request);
+
+void init(void* userData, fuse_conn_info* connection);
+void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
+void forget(fuse_req_t request, fuse_ino_t node, std::uint64_t count);
+void forgetMulti(fuse_req_t request, std::size_t count, fuse_forget_data* forgets);
+void getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void readlink(fuse_req_t request, fuse_ino_t node);
+void opendir(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void readdir(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* file);
+void readdirplus(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* file);
+void releasedir(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void read(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* file);
+void release(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void statfs(fuse_req_t request, fuse_ino_t node);
+void getxattr(fuse_req_t request, fuse_ino_t node, const char* name, std::size_t size);
+void listxattr(fuse_req_t request, fuse_ino_t node, std::size_t size);
+
+}  // namespace volume
+
+}  // namespace zelto
