@@ -1,8 +1,8 @@
 #include "platform/foundation/JsonReader.h"
 
-#include <limits>
-#include <unordered_map>
 #include <utility>
+
+#include "platform/foundation/DictionaryEntries.h"
 
 namespace zelto {
 namespace {
@@ -10,24 +10,6 @@ namespace {
 constexpr std::size_t kMaximumDepth = 512;
 // One value takes about a hundred bytes of memory but as little as two of text.
 constexpr std::size_t kMaximumValues = 4'000'000;
-
-// The last of several members with one name counts, at the place of the first.
-NSDictionary dictionaryOf(std::vector<NSDictionary::Entry> entries) {
-  NSDictionary dictionary;
-  dictionary.reserve(entries.size());
-  std::unordered_map<std::string_view, std::size_t> places;
-  std::vector<std::size_t> kept;
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    const auto [place, isNew] = places.try_emplace(entries[i].first.name(), i);
-    if (isNew) {
-      kept.push_back(i);
-    } else {
-      entries[place->second].second = std::move(entries[i].second);
-    }
-  }
-  for (const std::size_t i : kept) dictionary.append(entries[i].first, std::move(entries[i].second));
-  return dictionary;
-}
 
 }  // namespace
 
@@ -42,7 +24,7 @@ bool JsonReader::key(string_t& name) {
 }
 
 bool JsonReader::end_object() {
-  NSDictionary dictionary = dictionaryOf(std::move(levels_.back().entries));
+  NSDictionary dictionary = dictionaryOfEntries(std::move(levels_.back().entries));
   levels_.pop_back();
   return add(std::move(dictionary));
 }

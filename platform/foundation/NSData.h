@@ -19,6 +19,8 @@ class NSData {
   static NSData view(std::shared_ptr<const void> owner, std::span<const std::byte> bytes);
 
   std::span<const std::byte> bytes() const { return bytes_; }
+  // What keeps the bytes alive; null for a default value.
+  const std::shared_ptr<const void>& owner() const { return owner_; }
   std::string_view text() const;
   std::size_t size() const { return bytes_.size(); }
   bool empty() const { return bytes_.empty(); }

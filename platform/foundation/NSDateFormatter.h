@@ -9,6 +9,7 @@ namespace zelto {
 
 // Formats dates by a Unicode date-field pattern in the process's default locale and time zone, both
 // taken when the formatter is made.
+// A date is shown with its fraction of a second cut to milliseconds.
 // THREAD: any; a formatter may be shared.
 class NSDateFormatter {
  public:

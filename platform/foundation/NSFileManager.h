@@ -17,11 +17,12 @@ class NSFileManager {
 
   // None of these replaces an existing destination.
   std::optional<NSError> linkItem(const NSURL& from, const NSURL& to);
-  // Renames; between volumes copies, then removes.
+  // Renames; between volumes copies (contents, permissions, links as links, times), then removes.
   std::optional<NSError> moveItem(const NSURL& from, const NSURL& to);
   std::optional<NSError> createDirectory(const NSURL& url, bool withIntermediateDirectories);
   // Removes a folder with its content.
   std::optional<NSError> removeItem(const NSURL& url);
+  // Follows symbolic links.
   bool fileExists(const NSURL& url);
 
   // The directory that processes of one application group share; made (mode 0700) when missing. It lies
@@ -32,7 +33,8 @@ class NSFileManager {
 // Where this user's data lies: ZELTO_DATA_HOME, else XDG_DATA_HOME/zelto, else ~/.local/share/zelto.
 std::string dataHome();
 // Where sockets and process records lie while the system runs: ZELTO_RUNTIME_DIR, else
-// XDG_RUNTIME_DIR/zelto, else a folder of this user's own under /tmp (mode 0700).
+// XDG_RUNTIME_DIR/zelto, else a folder of this user's own under /tmp. Made (mode 0700) when missing; a
+// folder under /tmp that others could write is not used, the data home's "run" then takes its place.
 std::string runtimeDirectory();
 
 }  // namespace zelto
