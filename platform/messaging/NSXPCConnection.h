@@ -49,6 +49,7 @@ class NSXPCListener {
   // OWNER: not the listener; the delegate outlives it (it is a process-wide singleton).
   virtual void setDelegate(NSXPCListenerDelegate* delegate) = 0;
   virtual void resume() = 0;
+  // The same endpoint each time; null once nobody holds it any more, when the listener has ended.
   virtual std::shared_ptr<NSXPCListenerEndpoint> endpoint() = 0;
 };
 
@@ -65,6 +66,8 @@ class NSXPCConnection {
   // REQUIRES: all three before resume.
   virtual void setExportedInterface(std::shared_ptr<NSXPCInterface> interface) = 0;
   // OWNER: shared with the connection. For a process-wide singleton pass a non-owning pointer.
+  // REQUIRES: converted from a pointer to the protocol's own class, which is not the same address as the
+  // object where it has several bases: setExportedObject(std::shared_ptr<Protocol>({}, &object)).
   virtual void setExportedObject(std::shared_ptr<void> object) = 0;
   virtual void setRemoteObjectInterface(std::shared_ptr<NSXPCInterface> interface) = 0;
   // Called once on the connection's thread when the peer is gone or broke the protocol. Optional.
