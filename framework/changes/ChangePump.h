@@ -24,6 +24,8 @@ class ChangePump {
   // There may be changes. `then` runs on the pump's queue once they are applied; it is dropped when the
   // host is lost before that.
   void signal(std::move_only_function<void()> then = nullptr);
+  // BLOCKS: until the work queued so far is done. REQUIRES: not called from the pump's own queue.
+  void drain() { queue_.drain(); }
   // The enumeration in flight will not be answered.
   void hostLost();
 

@@ -22,6 +22,11 @@ void KernelNotifier::nameDeleted(std::uint64_t parent, std::uint64_t child, std:
   });
 }
 
+void KernelNotifier::forgetAttributes(std::uint64_t node) {
+  // A negative offset: the pages stay.
+  queue_.async([session = session_, node] { fuse_lowlevel_notify_inval_inode(session, node, -1, 0); });
+}
+
 void KernelNotifier::forgetNode(std::uint64_t node) {
   queue_.async([session = session_, node] { fuse_lowlevel_notify_inval_inode(session, node, 0, 0); });
 }

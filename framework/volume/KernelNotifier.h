@@ -19,6 +19,8 @@ class KernelNotifier {
   void forgetName(std::uint64_t parent, std::string name);
   // The name is gone; whoever watches the folder is told by the kernel.
   void nameDeleted(std::uint64_t parent, std::uint64_t child, std::string name);
+  // Forget the attributes of a node.
+  void forgetAttributes(std::uint64_t node);
   // Forget the attributes and the cached pages or listing of a node.
   void forgetNode(std::uint64_t node);
 

@@ -168,7 +168,7 @@ void Volume::replicaChanged(const ReplicaDelta& delta) {
     epochs_.advance(inode);
     if (node) notifier_->forgetName(node->parent, replica().name(inode));
   }
-  for (const Inode inode : delta.metadataChanged) notifier_->forgetNode(epochs_.nodeFor(inode));
+  for (const Inode inode : delta.metadataChanged) notifier_->forgetAttributes(epochs_.nodeFor(inode));
   for (const Inode folder : folders) notifier_->forgetNode(folder);
 }
 

@@ -1,0 +1,68 @@
+#include <condition_variable>
+#include <mutex>
+
+#include <gtest/gtest.h>
+
+#include "framework/changes/ChangePump.h"
+#include "tests/framework/FakeExtension.h"
+
+namespace zelto::test {
+namespace {
+
+struct ChangePumpTest : ::testing::Test, ReplicaFixture {
+  ChangePump pump{extension, *replica, recordDelta()};
+
+  // The pump works on its own queue: `then` of a signal tells when it has come by.
+  void answer(std::size_t index, const std::vector<NSFileProviderItemPtr>& updates,
+              const std::vector<std::string>& deletions) {
+    const auto observer = extension.changes.at(index);
+    if (!deletions.empty()) observer->didDeleteItemsWithIdentifiers(deletions);
+    if (!updates.empty()) observer->didUpdateItems(updates);
+    observer->finishEnumeratingChangesUpToSyncAnchor({}, false);
+  }
+};
+
+TEST_F(ChangePumpTest, SignalsThatComeMeanwhileMakeOneMoreEnumeration) {
+  replica->applyListing(kRootInode, {FakeItem::folder("/old")});
+  std::mutex mutex;
+  std::condition_variable changed;
+  int done = 0;
+  const auto then = [&] {
+    const std::lock_guard lock(mutex);
+    ++done;
+    changed.notify_all();
+  };
+  pump.signal(then);
+  pump.drain();
+  ASSERT_EQ(extension.changes.size(), 1U);
+  pump.signal(then);
+  pump.signal(then);
+  pump.drain();
+  EXPECT_EQ(extension.changes.size(), 1U);
+  answer(0, {FakeItem::folder("/new")}, {"/old"});
+  {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [&] { return done == 1; });
+  }
+  pump.drain();
+  ASSERT_EQ(extension.changes.size(), 2U);
+  EXPECT_EQ(replica->lookup(kRootInode, "new").presence, Replica::Presence::found);
+  EXPECT_EQ(replica->lookup(kRootInode, "old").presence, Replica::Presence::absent);
+  ASSERT_EQ(deltas.size(), 1U);
+  answer(1, {}, {});
+  std::unique_lock lock(mutex);
+  changed.wait(lock, [&] { return done == 3; });
+  EXPECT_EQ(extension.changes.size(), 2U);
+}
+
+TEST_F(ChangePumpTest, AfterALossTheNextSignalAsksAgain) {
+  pump.signal();
+  pump.drain();
+  pump.hostLost();
+  pump.signal();
+  pump.drain();
+  EXPECT_EQ(extension.changes.size(), 2U);
+}
+
+}  // namespace
+}  // namespace zelto::test

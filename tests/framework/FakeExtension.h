@@ -1,0 +1,189 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "framework/replica/Replica.h"
+#include "framework/requests/HostLink.h"
+#include "framework/requests/Waiter.h"
+#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+
+namespace zelto::test {
+
+// An item as an extension would hand it over.
+class FakeItem final : public NSFileProviderItem {
+ public:
+  FakeItem(std::string identifier, std::string parent, std::string name, bool folder, std::int64_t size,
+           int version)
+      : identifier_(std::move(identifier)), parent_(std::move(parent)), name_(std::move(name)), size_(size) {
+    const auto bytes = NSData::copyOf("version " + std::to_string(version));
+    version_ = std::make_shared<NSFileProviderItemVersion>(NSFileProviderItemVersion{bytes, bytes});
+    if (folder) type_ = UTType::folder();
+  }
+  static NSFileProviderItemPtr file(const std::string& identifier, std::int64_t size, int version = 1) {
+    return make(identifier, false, size, version);
+  }
+  static NSFileProviderItemPtr folder(const std::string& identifier) { return make(identifier, true, 0, 1); }
+
+  const std::optional<std::string>& itemIdentifier() const override { return identifier_; }
+  const std::optional<std::string>& parentItemIdentifier() const override { return parent_; }
+  const std::optional<std::string>& filename() const override { return name_; }
+  const std::optional<UTType>& contentType() const override { return type_; }
+  NSFileProviderItemCapabilities capabilities() const override {
+    return NSFileProviderItemCapabilities::allowsReading | NSFileProviderItemCapabilities::allowsEvicting;
+  }
+  NSFileProviderFileSystemFlags fileSystemFlags() const override {
+    return NSFileProviderFileSystemFlags::userReadable;
+  }
+  std::optional<std::int64_t> documentSize() const override { return size_; }
+  std::optional<NSDate> creationDate() const override { return NSDate::since1970(1'700'000'000); }
+  std::optional<NSDate> contentModificationDate() override { return NSDate::since1970(1'700'000'000); }
+  std::optional<NSDate> lastUsedDate() const override { return std::nullopt; }
+  const NSDictionary* extendedAttributes() const override { return nullptr; }
+  const std::optional<std::string>& symlinkTargetPath() const override { return target_; }
+  std::optional<NSFileProviderContentPolicy> contentPolicy() const override { return std::nullopt; }
+  std::shared_ptr<const NSFileProviderItemVersion> itemVersion() override { return version_; }
+  NSDictionary userInfo() const override { return {}; }
+
+ private:
+  static NSFileProviderItemPtr make(const std::string& identifier, bool folder, std::int64_t size,
+                                    int version) {
+    const auto slash = identifier.rfind('/');
+    const std::string parent =
+        slash == 0 ? NSFileProviderRootContainerItemIdentifier : identifier.substr(0, slash);
+    return std::make_shared<FakeItem>(identifier, parent, identifier.substr(slash + 1), folder, size,
+                                      version);
+  }
+
+  std::optional<std::string> identifier_, parent_, name_, target_;
+  std::optional<UTType> type_;
+  std::optional<std::int64_t> size_;
+  std::shared_ptr<const NSFileProviderItemVersion> version_;
+};
+
+// An extension that keeps every request until the test answers it.
+class FakeExtension final : public NSFileProviderPrincipal {
+ public:
+  using WholeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>;
+  using RangeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,
+                                  NSFileProviderMaterializationFlags, std::optional<NSError>>;
+
+  std::vector<std::pair<std::string, std::shared_ptr<NSFileProviderEnumerationObserver>>> listings;
+  std::vector<std::shared_ptr<NSFileProviderChangeObserver>> changes;
+  std::vector<WholeHandler> wholes;
+  std::vector<std::pair<NSRange, RangeHandler>> ranges;
+
+  void answerListing(std::size_t index, const std::vector<NSFileProviderItemPtr>& items) {
+    listings.at(index).second->didEnumerateItems(items);
+    listings.at(index).second->finishEnumeratingUpToPage(std::nullopt);
+  }
+
+  std::shared_ptr<NSProgress> supportedServiceSourcesForItemIdentifier(
+      const std::string&,
+      Completion<std::vector<std::shared_ptr<NSFileProviderServiceSource>>, std::optional<NSError>>)
+      override {
+    return NSProgress::create();
+  }
+  void invalidate() override {}
+  std::shared_ptr<NSFileProviderEnumerator> enumeratorForContainerItemIdentifier(
+      const std::string& identifier, const NSFileProviderRequest&, std::optional<NSError>*) override {
+    return std::make_shared<Enumerator>(*this, identifier);
+  }
+  std::shared_ptr<NSProgress> itemForIdentifier(
+      const std::string&, const NSFileProviderRequest&,
+      Completion<NSFileProviderItemPtr, std::optional<NSError>>) override {
+    return NSProgress::create();
+  }
+  std::shared_ptr<NSProgress> fetchContentsForItemWithIdentifier(
+      const std::string&, const std::optional<NSFileProviderItemVersion>&, const NSFileProviderRequest&,
+      WholeHandler handler) override {
+    wholes.push_back(std::move(handler));
+    return NSProgress::create();
+  }
+  std::shared_ptr<NSProgress> fetchPartialContentsForItemWithIdentifier(const std::string&,
+                                                                        const NSFileProviderItemVersion&,
+                                                                        const NSFileProviderRequest&,
+                                                                        NSRange minimalRange, std::uint64_t,
+                                                                        NSFileProviderFetchContentsOptions,
+                                                                        RangeHandler handler) override {
+    ranges.emplace_back(minimalRange, std::move(handler));
+    return NSProgress::create();
+  }
+
+ private:
+  class Enumerator final : public NSFileProviderEnumerator {
+   public:
+    Enumerator(FakeExtension& extension, std::string identifier)
+        : extension_(extension), identifier_(std::move(identifier)) {}
+    void invalidate() override {}
+    void enumerateItemsForObserver(std::shared_ptr<NSFileProviderEnumerationObserver> observer,
+                                   const NSFileProviderPage&) override {
+      extension_.listings.emplace_back(identifier_, std::move(observer));
+    }
+    void enumerateChangesForObserver(std::shared_ptr<NSFileProviderChangeObserver> observer,
+                                     const NSFileProviderSyncAnchor&) override {
+      extension_.changes.push_back(std::move(observer));
+    }
+    void currentSyncAnchorWithCompletionHandler(
+        Completion<std::optional<NSFileProviderSyncAnchor>>) override {}
+
+   private:
+    FakeExtension& extension_;
+    std::string identifier_;
+  };
+};
+
+// Waits for one answer and remembers it.
+class RecordingWaiter final : public Waiter {
+ public:
+  void done(int error) override { answers.push_back(error); }
+  bool gaveUp() const override { return given_up; }
+
+  std::vector<int> answers;
+  bool given_up = false;
+};
+
+// A replica in a folder of its own, with a host that is present or not.
+class ReplicaFixture {
+ public:
+  ReplicaFixture() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "zelto-framework-XXXXXX").string();
+    directory = ::mkdtemp(pattern.data());
+    replica = *Replica::open(directory / "replica");
+    link.endpointTaken("peer");
+    link.ready("peer");
+  }
+  ~ReplicaFixture() {
+    replica.reset();
+    std::filesystem::remove_all(directory);
+  }
+
+  // A file as an extension delivers it.
+  NSURL delivered(const std::string& content, std::uint64_t offset = 0) {
+    const auto path = directory / ("delivered" + std::to_string(++deliveries));
+    std::ofstream out(path, std::ios::binary);
+    out.seekp(static_cast<std::streamoff>(offset));
+    out << content;
+    return NSURL::fileURL(path.string());
+  }
+
+  Deadlines deadlines;
+  HostLink link{deadlines, std::chrono::hours(1)};
+  std::filesystem::path directory;
+  std::unique_ptr<Replica> replica;
+  FakeExtension extension;
+  std::vector<ReplicaDelta> deltas;
+  int deliveries = 0;
+
+  std::function<void(const ReplicaDelta&)> recordDelta() {
+    return [this](const ReplicaDelta& delta) { deltas.push_back(delta); };
+  }
+};
+
+}  // namespace zelto::test
