@@ -40,7 +40,7 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   if (!extension_) return errorWithPOSIXCode(ENOENT, "no principal class named " + principalClass);
 
   const auto changed = [this](const ReplicaDelta& delta) { replicaChanged(delta); };
-  lister_ = std::make_unique<Lister>(*extension_, *replica_, link_, changed);
+  lister_ = std::make_unique<Lister>(*extension_, *replica_, changed);
   materialiser_ = std::make_unique<Materialiser>(*extension_, *replica_, link_, changed);
   pump_ = std::make_unique<ChangePump>(*extension_, *replica_, changed);
   link_.addObserver([this](bool present) { hostChanged(present); });
@@ -72,9 +72,16 @@ void Domain::hostChanged(bool present) {
     pump_->signal([this] {
       lister_->hostReady();
       materialiser_->hostReady();
+      refreshRoot();
     });
   }
   manager_->stateChanged("host");
+}
+
+void Domain::refreshRoot() {
+  // Another host may serve other shares than the one that the replica was filled from.
+  const auto root = replica_->node(kRootInode);
+  if (root && root->listed) lister_->list(kRootInode, std::make_shared<FunctionWaiter>([](int) {}));
 }
 
 void Domain::close() {

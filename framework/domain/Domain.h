@@ -46,6 +46,7 @@ class Domain {
   std::optional<NSError> openReplica();
   void replicaChanged(const ReplicaDelta& delta);
   void hostChanged(bool present);
+  void refreshRoot();
 
   const Settings settings_;
   Deadlines deadlines_;

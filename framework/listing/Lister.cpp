@@ -38,17 +38,16 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   std::vector<NSFileProviderItemPtr> items_;
 };
 
-Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link, DeltaHandler changed)
-    : extension_(extension), replica_(replica), link_(link), changed_(std::move(changed)) {}
+Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed)
+    : extension_(extension), replica_(replica), changed_(std::move(changed)) {}
 
 void Lister::list(Inode folder, WaiterPtr waiter) {
-  const bool hostPresent = link_.present();
   std::uint64_t attempt = 0;
   {
     const std::lock_guard lock(mutex_);
     Listing& listing = listings_[folder];
     listing.waiters.push_back(std::move(waiter));
-    if (listing.attempt == 0 && hostPresent) attempt = listing.attempt = nextAttempt_++;
+    if (listing.attempt == 0 && sending_) attempt = listing.attempt = nextAttempt_++;
   }
   if (attempt != 0) send(folder, attempt);
 }
@@ -82,6 +81,7 @@ bool Lister::isCurrent(Inode folder, std::uint64_t attempt) const {
 
 void Lister::hostLost() {
   const std::lock_guard lock(mutex_);
+  sending_ = false;
   for (auto& [folder, listing] : listings_) listing.attempt = 0;
 }
 
@@ -89,6 +89,7 @@ void Lister::hostReady() {
   std::vector<std::pair<Inode, std::uint64_t>> toSend;
   {
     const std::lock_guard lock(mutex_);
+    sending_ = true;
     std::erase_if(listings_, [](const auto& entry) {
       return entry.second.attempt == 0 &&
              std::ranges::all_of(entry.second.waiters,

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "framework/replica/Replica.h"
-#include "framework/requests/HostLink.h"
 #include "framework/requests/Waiter.h"
 #include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
 
@@ -22,15 +21,16 @@ class Lister {
   using DeltaHandler = std::function<void(const ReplicaDelta&)>;
 
   // `changed` hears what a listing changed in folders that the kernel may know already.
-  Lister(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link, DeltaHandler changed);
+  Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed);
 
   // Completes the waiter once the folder's children are in the replica.
   // BLOCKS: at most half a second (the extension's guard against a listing that was lost).
   void list(Inode folder, WaiterPtr waiter);
 
-  // The listings in flight will not be answered any more; they wait for the next host.
+  // The listings in flight will not be answered any more; they and new ones wait for the next host.
   void hostLost();
-  // Sends the waiting listings. BLOCKS: as `list`, for each.
+  // Sends the waiting listings. Called once the changes of a new host are in: until then the extension may
+  // still answer from what it remembers of the one before. BLOCKS: as `list`, for each.
   void hostReady();
 
   std::size_t inFlight() const;
@@ -48,9 +48,9 @@ class Lister {
 
   NSFileProviderPrincipal& extension_;
   Replica& replica_;
-  HostLink& link_;
   DeltaHandler changed_;
   mutable std::mutex mutex_;
+  bool sending_ = false;  // there is a host to send to
   std::unordered_map<Inode, Listing> listings_;
   std::uint64_t nextAttempt_ = 1;
 };

@@ -8,7 +8,9 @@ namespace zelto::test {
 namespace {
 
 struct ListerTest : ::testing::Test, ReplicaFixture {
-  Lister lister{extension, *replica, link, recordDelta()};
+  Lister lister{extension, *replica, recordDelta()};
+
+  ListerTest() { lister.hostReady(); }
 
   std::shared_ptr<RecordingWaiter> list(Inode folder) {
     auto waiter = std::make_shared<RecordingWaiter>();
@@ -38,11 +40,9 @@ TEST_F(ListerTest, AListingStaysTheOnlyOneAfterItsWaiterGaveUp) {
 }
 
 TEST_F(ListerTest, WithoutAHostAListingWaitsForOne) {
-  link.peerLeft("peer");
+  lister.hostLost();
   const auto waiter = list(kRootInode);
   EXPECT_TRUE(extension.listings.empty());
-  link.endpointTaken("other");
-  link.ready("other");
   lister.hostReady();
   ASSERT_EQ(extension.listings.size(), 1U);
   extension.answerListing(0, {FakeItem::folder("/share")});
