@@ -40,7 +40,8 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   if (!extension_) return errorWithPOSIXCode(ENOENT, "no principal class named " + principalClass);
 
   const auto changed = [this](const ReplicaDelta& delta) { replicaChanged(delta); };
-  lister_ = std::make_unique<Lister>(*extension_, *replica_, changed);
+  lister_ = std::make_unique<Lister>(*extension_, *replica_, changed,
+                                     [this](std::size_t items) { trim_.itemsHandled(items); });
   materialiser_ = std::make_unique<Materialiser>(*extension_, *replica_, link_, changed);
   pump_ = std::make_unique<ChangePump>(*extension_, *replica_, changed);
   link_.addObserver([this](bool present) { hostChanged(present); });

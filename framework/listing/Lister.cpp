@@ -20,10 +20,8 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   void finishEnumeratingUpToPage(const std::optional<NSFileProviderPage>& nextPage) override {
     if (nextPage) return finish(EOVERFLOW);  // the extension lists in one page
     if (!lister_.isCurrent(folder_, attempt_)) return;
-    const ReplicaDelta delta = lister_.replica_.applyListing(folder_, items_);
+    lister_.learn(folder_, items_);
     items_.clear();
-    // The kernel hears of the changes before whoever waits: what they look up next is new.
-    if (!delta.empty()) lister_.changed_(delta);
     finish(0);
   }
 
@@ -38,8 +36,9 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   std::vector<NSFileProviderItemPtr> items_;
 };
 
-Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed)
-    : extension_(extension), replica_(replica), changed_(std::move(changed)) {}
+Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed,
+               std::function<void(std::size_t)> listed)
+    : extension_(extension), replica_(replica), changed_(std::move(changed)), listed_(std::move(listed)) {}
 
 void Lister::list(Inode folder, WaiterPtr waiter) {
   std::uint64_t attempt = 0;
@@ -59,6 +58,15 @@ void Lister::send(Inode folder, std::uint64_t attempt) {
   const auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {}, &error);
   if (!enumerator) return finish(folder, attempt, error ? errnoForError(*error) : EIO);
   enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt), {});
+}
+
+void Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items) {
+  const auto before = replica_.node(folder);
+  const ReplicaDelta delta = replica_.applyListing(folder, items);
+  // The kernel hears of changes before whoever waits: what they look up next is new. Of a folder that was
+  // not listed it knows nothing yet.
+  if (before && before->listed && !delta.empty()) changed_(delta);
+  listed_(items.size());
 }
 
 void Lister::finish(Inode folder, std::uint64_t attempt, int error) {

@@ -20,8 +20,10 @@ class Lister {
  public:
   using DeltaHandler = std::function<void(const ReplicaDelta&)>;
 
-  // `changed` hears what a listing changed in folders that the kernel may know already.
-  Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed);
+  // `changed` hears what a listing changed in a folder that was listed before; `listed` hears of each
+  // listing how many items it had.
+  Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed,
+         std::function<void(std::size_t items)> listed);
 
   // Completes the waiter once the folder's children are in the replica.
   // BLOCKS: at most half a second (the extension's guard against a listing that was lost).
@@ -43,12 +45,14 @@ class Lister {
   };
 
   void send(Inode folder, std::uint64_t attempt);
+  void learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items);
   void finish(Inode folder, std::uint64_t attempt, int error);
   bool isCurrent(Inode folder, std::uint64_t attempt) const;
 
   NSFileProviderPrincipal& extension_;
   Replica& replica_;
   DeltaHandler changed_;
+  const std::function<void(std::size_t)> listed_;
   mutable std::mutex mutex_;
   bool sending_ = false;  // there is a host to send to
   std::unordered_map<Inode, Listing> listings_;

@@ -8,7 +8,7 @@ namespace zelto::test {
 namespace {
 
 struct ListerTest : ::testing::Test, ReplicaFixture {
-  Lister lister{extension, *replica, recordDelta()};
+  Lister lister{extension, *replica, recordDelta(), [](std::size_t) {}};
 
   ListerTest() { lister.hostReady(); }
 
