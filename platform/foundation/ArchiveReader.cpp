@@ -35,6 +35,8 @@ std::uint64_t costOf(const PropertyListValue& value) {
 
 std::expected<NSDictionary, std::string> ArchiveReader::dictionary(const NSData& archive) {
   if (archive.size() > kMaximumBytes) return std::unexpected("it is too large");
+  // The library makes references of the binary form only.
+  if (!archive.text().starts_with("bplist")) return std::unexpected("it is no binary property list");
   const auto node = propertyListNode(archive.bytes());
   if (!node) return std::unexpected(node.error());
   const auto archiver =

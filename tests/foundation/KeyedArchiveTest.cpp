@@ -117,69 +117,97 @@ TEST(KeyedArchiveTest, refusesToArchiveWhatItCouldNotReadBack) {
       NSKeyedArchiver::archivedData({{std::string_view("a\0b", 3), NSDate::sinceReferenceDate(0.1)}}));
 }
 
-// An XML archive, so that each damage can be read in the test.
-std::string archiveText(const std::string& objects, const std::string& root = "1") {
-  return "<plist "
-         "version=\"1.0\"><dict><key>$archiver</key><string>NSKeyedArchiver</string><key>$top</key><dict>"
-         "<key>root</key><dict><key>CF$UID</key><integer>" +
-         root + "</integer></dict></dict><key>$objects</key><array><string>$null</string>" + objects +
-         "</array></dict></plist>";
+plist_t reference(std::uint64_t uid) { return plist_new_uid(uid); }
+
+plist_t arrayOf(const std::vector<std::uint64_t>& uids) {
+  plist_t array = plist_new_array();
+  for (const auto uid : uids) plist_array_append_item(array, reference(uid));
+  return array;
 }
 
-std::string reference(int uid) {
-  return "<dict><key>CF$UID</key><integer>" + std::to_string(uid) + "</integer></dict>";
+plist_t classRecord(const char* name) {
+  plist_t record = plist_new_dict();
+  plist_dict_set_item(record, "$classname", plist_new_string(name));
+  return record;
 }
 
-std::string dictionaryObject(const std::string& keys, const std::string& values, int classUid) {
-  return "<dict><key>NS.keys</key><array>" + keys + "</array><key>NS.objects</key><array>" + values +
-         "</array><key>$class</key>" + reference(classUid) + "</dict>";
+plist_t arrayObject(const std::vector<std::uint64_t>& values, std::uint64_t classUid) {
+  plist_t object = plist_new_dict();
+  plist_dict_set_item(object, "NS.objects", arrayOf(values));
+  plist_dict_set_item(object, "$class", reference(classUid));
+  return object;
 }
 
-const std::string kDictionaryClass = "<dict><key>$classname</key><string>NSDictionary</string></dict>";
+plist_t dictionaryObject(const std::vector<std::uint64_t>& keys, const std::vector<std::uint64_t>& values,
+                         std::uint64_t classUid) {
+  plist_t object = arrayObject(values, classUid);
+  plist_dict_set_item(object, "NS.keys", arrayOf(keys));
+  return object;
+}
 
-std::string errorOf(const std::string& text) {
-  const auto result = NSKeyedUnarchiver::unarchivedDictionary(NSData::copyOf(text));
-  return result ? "accepted " + description(*result) : result.error().localizedDescription();
+// What unarchiving says of these objects, numbered from 1.
+std::string outcomeOf(const std::vector<plist_t>& objects, std::uint64_t root = 1) {
+  const PropertyListNode archive(plist_new_dict());
+  plist_t top = plist_new_dict();
+  plist_dict_set_item(top, "root", reference(root));
+  plist_t all = plist_new_array();
+  plist_array_append_item(all, plist_new_string("$null"));
+  for (plist_t object : objects) plist_array_append_item(all, object);
+  plist_dict_set_item(archive.get(), "$archiver", plist_new_string("NSKeyedArchiver"));
+  plist_dict_set_item(archive.get(), "$top", top);
+  plist_dict_set_item(archive.get(), "$objects", all);
+  char* bytes = nullptr;
+  std::uint32_t length = 0;
+  plist_to_bin(archive.get(), &bytes, &length);
+  const auto result =
+      NSKeyedUnarchiver::unarchivedDictionary(NSData::copyOf(std::string_view(bytes, length)));
+  plist_to_bin_free(bytes);
+  return result ? description(*result) : result.error().localizedDescription();
+}
+
+std::string refusal(const std::string& reason) {
+  return "The data is not readable as an archive: " + reason + ".";
 }
 
 TEST(KeyedArchiveTest, refusesReferencesThatLeadNowhereOrBack) {
-  const std::string key = "<string>k</string>";
-  const auto refused = [](const std::string& reason) {
-    return "The data is not readable as an archive: " + reason + ".";
+  const auto outcome = [](const std::vector<std::uint64_t>& keys, const std::vector<std::uint64_t>& values) {
+    return outcomeOf({dictionaryObject(keys, values, 3), plist_new_string("k"), classRecord("NSDictionary")});
   };
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(2), reference(2), 3) + key + kDictionaryClass)),
-            "accepted {\n    k = k;\n}");
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(2), reference(9), 3) + key + kDictionaryClass)),
-            refused("a reference is out of range"));
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(2), reference(1), 3) + key + kDictionaryClass)),
-            refused("an object contains itself"));
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(2), "", 3) + key + kDictionaryClass)),
-            refused("a dictionary has keys without values"));
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(2), reference(0), 3) + key + kDictionaryClass)),
-            refused("an object is not of a permitted kind"));
-  EXPECT_EQ(errorOf(archiveText(dictionaryObject(reference(1), reference(2), 3) + key + kDictionaryClass)),
-            refused("an object contains itself"));
-  EXPECT_EQ(errorOf(archiveText(key)), refused("its root is not a dictionary"));
-  EXPECT_EQ(errorOf(archiveText("", "0")), refused("an object is not of a permitted kind"));
+  EXPECT_EQ(outcome({2}, {2}), "{\n    k = k;\n}");
+  EXPECT_EQ(outcome({2}, {9}), refusal("a reference is out of range"));
+  EXPECT_EQ(outcome({2}, {1}), refusal("an object contains itself"));
+  EXPECT_EQ(outcome({1}, {2}), refusal("an object contains itself"));
+  EXPECT_EQ(outcome({2}, {}), refusal("a dictionary has keys without values"));
+  EXPECT_EQ(outcome({2}, {0}), refusal("an object is not of a permitted kind"));
+  EXPECT_EQ(outcomeOf({plist_new_string("k")}), refusal("its root is not a dictionary"));
+  EXPECT_EQ(outcomeOf({}, 0), refusal("an object is not of a permitted kind"));
+  EXPECT_EQ(outcomeOf({}, 1), refusal("a reference is out of range"));
 }
 
-TEST(KeyedArchiveTest, refusesOtherClasses) {
-  const std::string objects =
-      dictionaryObject("", "", 2) + "<dict><key>$classname</key><string>NSTask</string></dict>";
-  EXPECT_NE(errorOf(archiveText(objects)).find("permitted kind"), std::string::npos);
+TEST(KeyedArchiveTest, readsMutableKindsAndRefusesOtherClasses) {
+  EXPECT_EQ(outcomeOf({dictionaryObject({}, {}, 2), classRecord("NSMutableDictionary")}), "{\n}");
+  EXPECT_EQ(outcomeOf({dictionaryObject({}, {}, 2), classRecord("NSTask")}),
+            refusal("an object is not of a permitted kind"));
+  EXPECT_EQ(outcomeOf({dictionaryObject({}, {}, 2), plist_new_string("NSDictionary")}),
+            refusal("an object is not of a permitted kind"));
   EXPECT_FALSE(NSKeyedUnarchiver::unarchivedDictionary(NSData::copyOf("<plist><dict/></plist>")));
 }
 
-// Each object holds the one before it twice, so that the whole doubles with every level.
+// Each array holds the next one twice, so that the whole doubles with every level.
 TEST(KeyedArchiveTest, refusesArchivesThatGrowWhenResolved) {
-  std::string objects =
-      dictionaryObject(reference(2), reference(4), 3) + "<string>k</string>" + kDictionaryClass;
-  for (int uid = 4; uid < 50; ++uid) {
-    objects += "<dict><key>NS.objects</key><array>" + reference(uid + 1) + reference(uid + 1) +
-               "</array><key>$class</key>" + reference(51) + "</dict>";
-  }
-  objects += "<string>k</string><dict><key>$classname</key><string>NSArray</string></dict>";
-  EXPECT_NE(errorOf(archiveText(objects)).find("too much memory"), std::string::npos);
+  std::vector<plist_t> objects{dictionaryObject({2}, {5}, 3), plist_new_string("k"),
+                               classRecord("NSDictionary"), classRecord("NSArray")};
+  for (std::uint64_t uid = 5; uid < 50; ++uid) objects.push_back(arrayObject({uid + 1, uid + 1}, 4));
+  objects.push_back(plist_new_string("end"));
+  EXPECT_EQ(outcomeOf(objects), refusal("it would take too much memory"));
+}
+
+TEST(KeyedArchiveTest, refusesDeepArchives) {
+  std::vector<plist_t> objects{dictionaryObject({2}, {5}, 3), plist_new_string("k"),
+                               classRecord("NSDictionary"), classRecord("NSArray")};
+  for (std::uint64_t uid = 5; uid < 5000; ++uid) objects.push_back(arrayObject({uid + 1}, 4));
+  objects.push_back(plist_new_string("end"));
+  EXPECT_EQ(outcomeOf(objects), refusal("it is nested too deeply"));
 }
 
 TEST(KeyedArchiveTest, refusesBinaryListsThatWouldOverwhelmTheLibrary) {
