@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <expected>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,16 +21,21 @@ class ContentStore;
 // The local content of one version of one file: a sparse file and the ranges of it that are here. It
 // never holds bytes of another version; when the item changes the store detaches it, and whoever still
 // reads from it goes on reading that version's bytes or is told that it is stale.
-// THREAD: any. OWNER: shared by the store (while it is current) and the open handles.
+// THREAD: any. OWNER: the open handles; the store only remembers what is here.
 class ContentFile {
  public:
+  ~ContentFile();
+  ContentFile(const ContentFile&) = delete;
+  ContentFile& operator=(const ContentFile&) = delete;
+
   Inode inode() const { return inode_; }
   std::uint64_t versionTag() const { return versionTag_; }
   std::uint64_t size() const { return size_; }
-  // The sparse file, open for reading and writing. Valid for the life of this object.
-  int descriptor() const { return descriptor_.get(); }
+  // The sparse file, open for reading and writing; -1 while nothing is here. Once there is one it stays
+  // the same for the life of this object.
+  int descriptor() const { return descriptor_.load(std::memory_order_acquire); }
   // True once the item has another version or the content was evicted.
-  bool detached() const { return detached_.load(std::memory_order_acquire); }
+  bool detached() const { return detached_.load(); }
 
   bool covers(NSRange range) const;
   std::vector<NSRange> missing(NSRange range) const;
@@ -40,21 +46,33 @@ class ContentFile {
   // Takes over a file that the extension delivered, whole or with one range at its own offset: renamed
   // into place when nothing is here yet, else its range is copied (reflinked where the disk can). The
   // delivered file is gone afterwards in every case. Ranges count only after their bytes are in place.
-  // A range beyond the size is cut. On a detached file the delivery is removed and ECANCELED returned.
+  // A range beyond the size, or beyond what the delivered file holds, is cut. On a detached file the
+  // delivery is removed and ECANCELED returned.
   // BLOCKS: on the disk. ERRORS: the system's, as errno in the POSIX domain (ENOSPC, EIO).
   std::optional<NSError> takeOver(const std::string& deliveredPath, NSRange range);
 
  private:
   friend class ContentStore;
-  ContentFile(ContentStore& store, Inode inode, std::uint64_t versionTag, std::uint64_t size)
-      : store_(store), inode_(inode), versionTag_(versionTag), size_(size) {}
+  ContentFile(std::shared_ptr<ContentStore> store, Inode inode, std::uint64_t generation,
+              std::uint64_t versionTag, std::uint64_t size, RangeSet ranges);
 
-  ContentStore& store_;
+  // The file of an earlier time. ERRORS: it is not there, or not of this size.
+  std::optional<NSError> openKept();
+  void detach() { detached_.store(true); }
+
+  NSRange cut(NSRange range, std::uint64_t delivered) const;
+  int takeIn(const std::string& deliveredPath, NSRange range);
+  int adopt(const std::string& deliveredPath);
+  int makeEmpty();
+  int keep(UniqueDescriptor file);
+  int note(NSRange range);
+
+  const std::shared_ptr<ContentStore> store_;
   const Inode inode_;
+  const std::uint64_t generation_;
   const std::uint64_t versionTag_;
   const std::uint64_t size_;
-  std::string path_;
-  UniqueDescriptor descriptor_;
+  std::atomic<int> descriptor_ = -1;
   std::atomic<bool> detached_ = false;
   mutable std::mutex mutex_;  // guards ranges_
   std::mutex takeOverMutex_;  // one delivery at a time

@@ -14,6 +14,14 @@
 
 namespace zelto {
 
+// What a replica takes for granted unless it is told otherwise.
+struct ReplicaOptions {
+  // The number of this run of the system; the kernel's when absent.
+  std::optional<std::string> bootId;
+  // Above so many rows waiting to be written whoever learns waits too.
+  std::size_t queuedRows = 500000;
+};
+
 // The durable replica of one domain: every item seen, with numbers that stay, and which bytes of which
 // version are here. Reads are answered from memory (a folder's children are loaded from the database at
 // the first need); what is learnt is written behind, in batches, by a thread of the replica's own.
@@ -25,7 +33,8 @@ class Replica {
   // Opens or makes the replica in a directory: replica.db and content/. A database of an unknown version
   // or a damaged one is set aside under another name and begun anew, with a line on standard error.
   // ERRORS: the directory cannot be used, another process holds it.
-  static std::expected<std::unique_ptr<Replica>, NSError> open(const std::string& directory);
+  static std::expected<std::unique_ptr<Replica>, NSError> open(const std::string& directory,
+                                                               const ReplicaOptions& options = {});
   virtual ~Replica() = default;  // writes what is outstanding
 
   // ---- reading
@@ -50,6 +59,8 @@ class Replica {
 
   // "" for a number that is not known. The root's identifier is the root container's.
   virtual std::string identifier(Inode inode) = 0;
+  // The node's name in its folder; "" for a number that is not known.
+  virtual std::string name(Inode inode) = 0;
   virtual std::optional<Inode> inodeForIdentifier(std::string_view identifier) = 0;
   // The node at a path relative to the root ("" is the root), as far as it is known; loads as it goes.
   virtual std::optional<Inode> inodeForRelativePath(std::string_view path) = 0;
@@ -58,7 +69,7 @@ class Replica {
   virtual std::optional<NSFileProviderItemVersion> version(Inode inode) = 0;
 
   struct Counts {
-    std::uint64_t items, folders, materialisedFiles, materialisedBytes;
+    std::uint64_t items, folders, materialisedFiles, materialisedBytes;  // the root is not counted
   };
   virtual Counts counts() = 0;
 
@@ -76,7 +87,8 @@ class Replica {
   virtual ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) = 0;
 
   // ---- content
-  // The content of the file's present version, opened; made (empty and sparse) when there is none yet.
+  // The content of the file's present version, opened; one without bytes and without a descriptor when
+  // there is none yet.
   // ERRORS: POSIX domain: ENOENT (no such file node), the disk's.
   virtual std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) = 0;
   // The bytes that are here, without opening anything.
@@ -84,7 +96,7 @@ class Replica {
   // Detaches and removes the content of a file, or of every file below a folder. Gives the bytes freed.
   virtual std::uint64_t evict(Inode inode) = 0;
 
-  // BLOCKS: until everything learnt so far is in the database (tests, clean end).
+  // BLOCKS: until everything learnt so far is in the database, or could not be written (tests, clean end).
   virtual void flush() = 0;
 };
 

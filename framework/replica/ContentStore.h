@@ -1,0 +1,98 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "framework/replica/ContentFile.h"
+#include "framework/replica/Journal.h"
+
+namespace zelto {
+
+// Which contents are here, and the files that hold them: content/XX/INODE-GENERATION, where XX is the
+// low byte of the inode in hexadecimal. A generation is never used twice, so that a row that outlives its
+// file cannot speak for another file.
+// THREAD: any. Calls wait until what the database knows has been read in.
+class ContentStore : public std::enable_shared_from_this<ContentStore> {
+ public:
+  // OWNER: the journal is shared; files in use keep the store alive beyond the replica's end.
+  ContentStore(std::string directory, std::uint64_t session, std::shared_ptr<Journal> journal);
+
+  // Called once, by the replica's own thread, before it writes anything.
+  void readIn(const std::function<void(const std::function<void(const ContentRow&)>&)>& rows);
+
+  // The content of a file's present version; another version's is detached. No disk work: see `opened`.
+  std::shared_ptr<ContentFile> file(Inode inode, std::uint64_t versionTag, std::uint64_t size);
+  // Opens what is there from an earlier time. Null when its file is gone: it is forgotten then.
+  std::shared_ptr<ContentFile> opened(std::shared_ptr<ContentFile> file);
+  std::vector<NSRange> ranges(Inode inode, std::uint64_t versionTag, std::uint64_t size);
+
+  // Forgets a content, and gives the path of its file for the caller to remove once it holds no lock.
+  struct Removed {
+    std::string path;
+    std::uint64_t bytes;
+    std::shared_ptr<ContentFile> live;  // may be the last holder: destroyed outside the store's lock
+  };
+  std::optional<Removed> remove(Inode inode);
+
+  struct Totals {
+    std::uint64_t files, bytes;
+  };
+  Totals totals();
+  // True once anything was written since the start.
+  bool wroteAny() const { return wroteAny_.load(); }
+
+  // Removes files that nothing knows of from one of the 256 folders, and forgets contents whose file is
+  // gone. BLOCKS: on the disk.
+  void sweep(unsigned folder);
+  // BLOCKS: until the contents' bytes are on the disk.
+  void sync() const;
+
+ private:
+  friend class ContentFile;
+
+  struct Record {
+    std::uint64_t generation = 0;
+    std::uint64_t versionTag = 0;
+    std::uint64_t size = 0;
+    std::uint64_t bytes = 0;
+    std::string ranges;
+    std::weak_ptr<ContentFile> live;
+  };
+  using Records = std::unordered_map<Inode, Record>;
+
+  std::string folderPath(unsigned folder) const;
+  std::string path(Inode inode, std::uint64_t generation) const;
+  // The same, with its folder made.
+  std::string madePath(Inode inode, std::uint64_t generation) const;
+  void learn(const ContentRow& row);
+  void waitUntilRead(std::unique_lock<std::mutex>& lock);
+  std::optional<Removed> removeLocked(Records::iterator at);
+  // What a file has now, after more of it came.
+  void record(const ContentFile& file, const RangeSet& ranges);
+  // A file object is gone; without bytes it leaves no record behind.
+  void released(const ContentFile& file);
+  bool fromThisSession(std::uint64_t generation) const { return generation >> 32 == session_; }
+  std::vector<std::pair<Inode, std::uint64_t>> keptBefore(unsigned folder) const;
+  void forgetIfStill(Inode inode, std::uint64_t generation);
+
+  const std::string directory_;
+  const std::uint64_t session_;
+  const std::shared_ptr<Journal> journal_;
+  std::atomic<bool> wroteAny_ = false;
+  mutable std::mutex mutex_;
+  std::condition_variable read_;
+  bool isRead_ = false;
+  std::uint64_t nextGeneration_;
+  std::uint64_t totalBytes_ = 0;
+  Records records_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,211 @@
+#include "framework/replica/Learner.h"
+
+#include <unistd.h>
+
+namespace zelto {
+
+Learner::Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, ContentStore& contents,
+                 ReplicaCounters& counters)
+    : tree_(tree),
+      table_(tree.table()),
+      batch_(batch),
+      numbers_(numbers),
+      contents_(contents),
+      counters_(counters) {}
+
+void Learner::listing(Slot folder) {
+  tree_.loadChildren(folder);
+  matchListing(folder);
+  removeUnseen(folder);
+  const std::size_t missing = batch_.records().size() - table_.childCount(folder);
+  if (batch_.records().size() > table_.childCount(folder)) {
+    table_.reserve(missing);
+    table_.reserveChildren(folder, batch_.records().size());
+    delta_.added.reserve(missing);
+    chunk_.reserve(missing * 192);
+  }
+  const bool first = !table_[folder].listed;
+  table_[folder].listed = true;
+  apply();
+  if (first) chunk_.putListed(table_[folder].inode);
+}
+
+void Learner::changes(const std::vector<std::string>& deletedIdentifiers) {
+  if (!deletedIdentifiers.empty()) removeDeleted(deletedIdentifiers);
+  matchUpdates();
+  apply();
+}
+
+void Learner::item(Slot slot) {
+  if (batch_.records().empty()) return;
+  const ItemRecord& record = batch_.records().front();
+  Slot parent = parentOf(record, slot);
+  if (parent == kNoSlot || tree_.isBelowOrSelf(parent, slot)) parent = table_[slot].parent;
+  match(record, slot, parent);
+  apply();
+}
+
+// All that moves leaves its place first, so that two items can change places.
+void Learner::apply() {
+  for (const Match& match : matches_) {
+    if (match.inode != 0) unlinkMoved(match);
+  }
+  for (Match& match : matches_) apply(match);
+  for (const Match& match : matches_) {
+    const Slot slot = match.inode == 0 ? kNoSlot : table_.slotForInode(match.inode);
+    if (slot != kNoSlot) table_[slot].seen = false;
+  }
+}
+
+bool Learner::stands(Slot slot, Slot parent, std::string_view name) const {
+  const TableNode& node = table_[slot];
+  return node.linked && node.parent == parent && node.name() == name;
+}
+
+void Learner::unlinkMoved(const Match& match) {
+  const Slot slot = table_.slotForInode(match.inode), parent = table_.slotForInode(match.parent);
+  if (slot == kNoSlot || parent == kNoSlot || !table_[slot].linked) return;
+  if (!stands(slot, parent, match.record->name)) unlink(slot);
+}
+
+void Learner::apply(Match& match) {
+  const ItemRecord& record = *match.record;
+  const Slot parent = match.parent == 0 ? kNoSlot : table_.slotForInode(match.parent);
+  const Slot slot = match.inode == 0 ? kNoSlot : table_.slotForInode(match.inode);
+  if (slot == kNoSlot) {
+    const bool fits = parent != kNoSlot && table_[parent].listed && makeRoom(parent, record);
+    if (fits) addNew(match, parent);
+  } else if (parent == kNoSlot) {
+    remove(slot);  // moved to where nobody has looked yet
+  } else if (stands(slot, parent, record.name)) {
+    update(slot, record, false);
+  } else {
+    move(slot, parent, record);
+  }
+}
+
+// True when nothing of that name stands there any more. What the same call put there stays.
+bool Learner::makeRoom(Slot parent, const ItemRecord& record) {
+  const Slot occupant = table_.child(parent, record.name);
+  if (occupant == kNoSlot) return true;
+  if (!table_[occupant].seen) {
+    remove(occupant);
+    return true;
+  }
+  batch_.leftOut().add(record.name, "a second one of the same name");
+  return false;
+}
+
+// By something that the same call added. Most identifiers are made of parent and name, and the name is free.
+bool Learner::isTaken(const ItemRecord& record, Slot parent) {
+  if (!identifierIsMade(parent, record)) return tree_.loadIdentifier(record.identifier) != kNoSlot;
+  return table_.anyOwnIdentifiers() && table_.slotForOwnIdentifier(record.identifier) != kNoSlot;
+}
+
+void Learner::addNew(Match& match, Slot parent) {
+  const ItemRecord& record = *match.record;
+  if (isTaken(record, parent)) {
+    return batch_.leftOut().add(record.name, "a second one of the same identifier");
+  }
+  match.inode = numbers_.nextInode();
+  const Slot slot = table_.add(match.inode, parent, record.name, record.fields);
+  TableNode& node = table_[slot];
+  node.seen = true;
+  node.loaded = node.kind == NodeKind::folder;
+  setIdentifier(slot, record);
+  note(slot, record);
+  delta_.added.push_back({match.parent, match.inode, std::string(record.name)});
+  ++counters_.items;
+  if (node.loaded) ++counters_.folders;
+}
+
+void Learner::move(Slot slot, Slot parent, const ItemRecord& record) {
+  if (table_[slot].linked) unlink(slot);
+  if (tree_.isBelowOrSelf(parent, slot) || !makeRoom(parent, record)) return remove(slot);
+  table_.link(slot, parent, record.name);
+  delta_.added.push_back({table_[parent].inode, table_[slot].inode, std::string(record.name)});
+  update(slot, record, true);
+}
+
+void Learner::update(Slot slot, const ItemRecord& record, bool moved) {
+  const NodeFields before = table_.fields(slot);
+  const bool renamed = setIdentifier(slot, record);
+  if (!moved && !renamed && before == record.fields) return;
+  table_.setFields(slot, record.fields);
+  note(slot, record);
+  noteChange(table_[slot].inode, before, record.fields);
+}
+
+void Learner::noteChange(Inode inode, NodeFields before, const NodeFields& after) {
+  const bool version = before.versionTag != after.versionTag || before.size != after.size;
+  if (version && after.kind != NodeKind::folder) {
+    delta_.contentChanged.push_back(inode);
+    return forgetContent(inode);
+  }
+  before.versionTag = after.versionTag;
+  if (before != after) delta_.metadataChanged.push_back(inode);
+}
+
+// True when the node was known under another identifier.
+bool Learner::setIdentifier(Slot slot, const ItemRecord& record) {
+  const bool made = identifierIsMade(table_[slot].parent, record);
+  const std::string_view own = made ? std::string_view() : record.identifier;
+  if (table_.ownIdentifier(slot) == own) return false;
+  table_.setOwnIdentifier(slot, own);
+  return true;
+}
+
+void Learner::note(Slot slot, const ItemRecord& record) {
+  const TableNode& node = table_[slot];
+  NodeRow row;
+  row.inode = node.inode;
+  row.parent = table_[node.parent].inode;
+  row.listed = node.listed;
+  row.fields = record.fields;
+  row.name = record.name;
+  row.ownIdentifier = table_.ownIdentifier(slot);
+  row.version = batch_.version(record);
+  row.symlinkTarget = record.symlinkTarget;
+  row.attributes = batch_.attributes(record);
+  chunk_.putNode(row);
+}
+
+// Until it stands somewhere again it belongs to the root, under the identifier that it had.
+void Learner::unlink(Slot slot) {
+  const TableNode& node = table_[slot];
+  delta_.removed.push_back({table_[node.parent].inode, node.inode, std::string(node.name())});
+  if (table_.ownIdentifier(slot).empty()) table_.setOwnIdentifier(slot, tree_.identifier(slot));
+  table_.unlink(slot);
+  table_[slot].parent = table_.root();
+}
+
+void Learner::remove(Slot slot) {
+  const TableNode& top = table_[slot];
+  if (top.linked) {
+    delta_.removed.push_back({table_[top.parent].inode, top.inode, std::string(top.name())});
+  }
+  std::vector<Slot> subtree{slot};
+  std::uint64_t folders = 0;
+  for (std::size_t at = 0; at < subtree.size(); ++at) {
+    table_.forEachChild(subtree[at], [&](Slot child) { subtree.push_back(child); });
+    if (table_[subtree[at]].kind == NodeKind::folder) ++folders;
+    if (table_[subtree[at]].kind == NodeKind::file) forgetContent(table_[subtree[at]].inode);
+  }
+  chunk_.putRemoval(top.inode, subtree.size(), folders);
+  counters_.items -= static_cast<std::int64_t>(subtree.size());
+  counters_.folders -= static_cast<std::int64_t>(folders);
+  for (auto each = subtree.rbegin(); each != subtree.rend(); ++each) table_.remove(*each);
+}
+
+void Learner::forgetContent(Inode inode) {
+  if (auto removed = contents_.remove(inode)) gone_.push_back(std::move(*removed));
+}
+
+ReplicaDelta Learner::finish() {
+  for (const ContentStore::Removed& content : gone_) ::unlink(content.path.c_str());
+  gone_.clear();
+  batch_.leftOut().report();
+  return std::move(delta_);
+}
+
+}  // namespace zelto

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <shared_mutex>
+#include <string>
+#include <vector>
+
+#include "framework/replica/Learner.h"
+#include "framework/replica/Replica.h"
+#include "framework/replica/ReplicaDatabase.h"
+
+namespace zelto {
+
+// The replica in a directory of this machine.
+class LocalReplica final : public Replica {
+ public:
+  struct Parts {
+    ReplicaFiles files;
+    UniqueDescriptor lock;
+    OpenedDatabase opened;
+    Database reading;
+    std::size_t queuedRows;
+  };
+  explicit LocalReplica(Parts parts);
+  ~LocalReplica() override = default;
+
+  std::optional<NodeInfo> node(Inode inode) override;
+  LookupResult lookup(Inode parent, std::string_view name) override;
+  std::shared_ptr<const std::vector<Inode>> children(Inode folder) override;
+  void visit(Inode folder, const std::vector<Inode>& snapshot, std::size_t first,
+             const std::function<bool(std::size_t, const NodeInfo&, std::string_view)>& visit) override;
+  std::string identifier(Inode inode) override;
+  std::string name(Inode inode) override;
+  std::optional<Inode> inodeForIdentifier(std::string_view identifier) override;
+  std::optional<Inode> inodeForRelativePath(std::string_view path) override;
+  std::string symlinkTarget(Inode inode) override;
+  std::vector<std::pair<std::string, std::string>> extendedAttributes(Inode inode) override;
+  std::optional<NSFileProviderItemVersion> version(Inode inode) override;
+  Counts counts() override;
+
+  ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items) override;
+  ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
+                            const std::vector<std::string>& deletedIdentifiers) override;
+  ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) override;
+
+  std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) override;
+  std::vector<NSRange> materialisedRanges(Inode inode) override;
+  std::uint64_t evict(Inode inode) override;
+  void flush() override { journal_->flush(); }
+
+ private:
+  Slot loadedNode(Inode inode) { return tree_.loadNode(inode); }
+  LookupResult found(Slot folder, std::string_view name) const;
+  std::string text(Inode inode, ReplicaReader::Text which);
+  ReplicaDelta learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
+                     const std::function<void(Learner&)>& what);
+  std::shared_ptr<ContentFile> contentUnopened(Inode inode);
+  std::vector<Inode> filesBelow(Slot top);
+
+  UniqueDescriptor lock_;
+  const std::shared_ptr<Journal> journal_;
+  ReplicaHealth health_;
+  ReplicaCounters counters_;
+  VersionTemplates templates_;
+  ReplicaReader reader_;
+  const std::shared_ptr<ContentStore> contents_;
+  std::shared_mutex mutex_;  // guards tree_
+  LoadedTree tree_;
+  ReplicaWriter writer_;  // last: its thread uses what is above
+};
+
+}  // namespace zelto

@@ -1,0 +1,41 @@
+#include <mutex>
+
+#include "framework/replica/LocalReplica.h"
+
+namespace zelto {
+
+ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
+                                 const std::function<void(Learner&)>& what) {
+  ItemBatch batch(items, templates_);
+  journal_->waitForRoom();
+  writer_.reserveInodes(rows);
+  Learner learner(tree_, batch, writer_, *contents_, counters_);
+  {
+    const std::unique_lock lock(mutex_);
+    what(learner);
+    learner.queue(*journal_);
+  }
+  return learner.finish();
+}
+
+ReplicaDelta LocalReplica::applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items) {
+  return learn(items, items.size(), [this, folder](Learner& learner) {
+    const Slot slot = loadedNode(folder);
+    if (slot != kNoSlot && tree_.table()[slot].kind == NodeKind::folder) learner.listing(slot);
+  });
+}
+
+ReplicaDelta LocalReplica::applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
+                                        const std::vector<std::string>& deletedIdentifiers) {
+  return learn(updates, updates.size(),
+               [&deletedIdentifiers](Learner& learner) { learner.changes(deletedIdentifiers); });
+}
+
+ReplicaDelta LocalReplica::applyItem(Inode inode, const NSFileProviderItemPtr& item) {
+  return learn({item}, 1, [this, inode](Learner& learner) {
+    const Slot slot = loadedNode(inode);
+    if (slot != kNoSlot && slot != tree_.table().root()) learner.item(slot);
+  });
+}
+
+}  // namespace zelto
