@@ -1,0 +1,133 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <expected>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "hostapp/HostStore.h"
+#include "hostapp/KnownFolders.h"
+#include "hostapp/ServerBackend.h"
+
+namespace zelto {
+
+// One changed item of the server and where it has been shown.
+struct PathChange {
+  std::string path;
+  ChangeKind kind;
+  std::vector<std::string> views;
+};
+
+// Finds out what changes on the server in every folder that has been listed: events of the backend are
+// gathered for a moment, then the entries concerned are compared with what was reported last. Folders are
+// remembered in the store, and what changed while nobody looked is found at the next start. Folders that
+// cannot be watched are looked at every half minute.
+// THREAD: any. The handler and the log run on the watcher's thread, with no lock held.
+class FolderWatcher {
+ public:
+  using Changed = std::function<void(std::vector<PathChange>)>;
+  using Log = std::function<void(const std::string&)>;
+
+  FolderWatcher(std::shared_ptr<ServerBackend> backend, std::shared_ptr<HostStore> store, Changed changed,
+                Log log);
+  ~FolderWatcher() { stop(); }
+  FolderWatcher(const FolderWatcher&) = delete;
+  FolderWatcher& operator=(const FolderWatcher&) = delete;
+
+  // Takes up the folders of the last run and looks for what has changed in them since.
+  void start();
+  // Ends the thread and stores what is left to store. From then on nothing is done.
+  // REQUIRES: nobody lists meanwhile.
+  void stop();
+
+  // A listing is announced before the folder is read, and ends with what was read. What happens in
+  // between is not lost.
+  struct Listing {
+    std::string folder;
+    std::string view;
+    std::uint64_t number = 0;
+  };
+  Listing beginListing(const std::string& folder, const std::string& view);
+  void finishListing(Listing listing, std::expected<BackendListing, NSError> found);
+
+  // Compares a folder, or every known one, with the server now.
+  void rescan(const std::string& folder);
+  void rescanAll();
+  void dropView(const std::string& view);
+
+  struct Counts {
+    std::size_t folders = 0;
+    std::size_t unwatched = 0;
+    std::uint64_t scans = 0;  // folders read in full
+  };
+  Counts counts();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  struct Dirty {
+    bool all = false;
+    std::set<std::string> names;
+  };
+
+  void onEvent(FolderEvent event);
+  void post(std::move_only_function<void()> task);
+
+  void run();
+  bool waitForWork();
+  void takeWork();
+  Clock::time_point nextDeadline() const;
+  void markDirty(const std::string& folder, const std::string& name);
+  void markAllDirty();
+  void processDirty();
+  void processFolder(const std::string& folder, const Dirty& dirty, std::vector<PathChange>& changes);
+  void scan(const std::string& folder, KnownFolder& known, std::vector<PathChange>& changes);
+  void compareNames(const std::string& folder, KnownFolder& known, const Dirty& dirty,
+                    std::vector<PathChange>& changes);
+  void failed(const std::string& folder, const NSError& error, std::vector<PathChange>& changes);
+  void report(const std::string& folder, const KnownFolder& known, std::vector<NamedChange> found,
+              std::vector<PathChange>& changes);
+  void forget(const std::string& folder);
+  void watchFolder(const std::string& folder, KnownFolder& known);
+  void takeUp(std::vector<StoredFolder> stored);
+  void observed(const Listing& listing, std::expected<BackendListing, NSError> found, std::timespec time);
+  void observedAgain(const Listing& listing, KnownFolder& known, FolderSnapshot seen);
+  void deliver(std::vector<PathChange> changes);
+  void markForSaving(const std::string& folder, std::size_t size);
+  void save();
+
+  const std::shared_ptr<ServerBackend> backend_;
+  const std::shared_ptr<HostStore> store_;
+  const Changed changed_;
+  const Log log_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::vector<FolderEvent> events_;
+  std::deque<std::move_only_function<void()>> tasks_;
+  std::unordered_map<std::string, int> listingsUnderWay_;
+  std::uint64_t lastListing_ = 0;
+  bool stopping_ = false;
+  Counts counts_;
+
+  // The thread's own.
+  KnownFolders known_;
+  std::map<std::string, Dirty> dirty_;
+  Clock::time_point firstDirty_;
+  Clock::time_point lastDirty_;
+  Clock::time_point nextLook_ = Clock::time_point::max();
+  Clock::time_point saveAt_ = Clock::time_point::max();
+  std::set<std::string> toSave_;
+  bool complained_ = false;
+  std::thread thread_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,175 @@
+#include "hostapp/Host.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "hostapp/BackendErrors.h"
+#include "hostapp/TransferFile.h"
+#include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/NSJSONSerialization.h"
+
+namespace zelto {
+
+namespace {
+
+constexpr const char* kGroupIdentifier = "KZ83MQ41TX.com.zelto.macos";
+constexpr std::size_t kThreads = 4;
+constexpr std::size_t kDownloadThreads = 2;
+
+std::expected<std::string, NSError> stateDirectory(const std::string& domain) {
+  const auto path = dataHome() + "/host/" + domain;
+  auto& manager = NSFileManager::defaultManager();
+  if (!manager.fileExists(NSURL::fileURL(path))) {
+    if (auto error = manager.createDirectory(NSURL::fileURL(path), true)) return std::unexpected(*error);
+  }
+  ::chmod(path.c_str(), 0700);
+  return path;
+}
+
+}  // namespace
+
+std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& options,
+                                                          std::function<void()> shutdown) {
+  std::unique_ptr<Host> host(new Host);
+  if (auto error = host->open(options)) return std::unexpected(*error);
+  host->makeConnector();
+  if (auto error = host->makeControl(std::move(shutdown))) return std::unexpected(*error);
+  host->parts_->watcher->start();
+  host->applyOptions(options);
+  host->connector_->start();
+  host->log_->info("Serving \"" + host->folder_ + "\" to domain " + host->domain_ + ".");
+  return host;
+}
+
+// Whoever still has a hand on a part finds it there, but idle.
+Host::~Host() {
+  control_.reset();
+  if (connector_) connector_->stop();
+  if (!parts_) return;
+  parts_->pool->stop();
+  parts_->watcher->stop();
+  log_->info("Ended.");
+}
+
+std::optional<NSError> Host::open(const HostOptions& options) {
+  folder_ = options.folder;
+  domain_ = options.domain;
+  auto backend = LocalFolderBackend::serving(options.folder);
+  if (!backend) return backend.error();
+  backend_ = std::move(*backend);
+  const auto directory = stateDirectory(options.domain);
+  if (!directory) return directory.error();
+  lock_.reset(::open(directory->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!lock_ || ::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
+    return cocoaError(kReadUnknownError, "Domain " + domain_ + " has a host application already.");
+  }
+  auto bus = SessionBus::connect();
+  if (!bus) return bus.error();
+  bus_ = std::move(*bus);
+  auto store = HostStore::open(*directory + "/host.db");
+  if (!store) return store.error();
+  store_ = std::move(*store);
+  const auto group =
+      NSFileManager::defaultManager().containerURLForSecurityApplicationGroupIdentifier(kGroupIdentifier);
+  if (!group) return cocoaError(kReadUnknownError, "The group directory cannot be made.");
+  log_ = std::make_shared<LogFile>(options.logPath.empty() ? *directory + "/host.log" : options.logPath);
+  makeParts(options, group->path());
+  return std::nullopt;
+}
+
+void Host::makeParts(const HostOptions&, const std::string& groupDirectory) {
+  removeLeftTransfers(groupDirectory, *store_);
+  marks_ = std::make_shared<MarkedItems>(store_);
+  mode_ =
+      std::make_shared<HostModeState>(ContainerNames::ofMainBundle(), store_->mode().value_or(HostMode()));
+  parts_ = std::make_shared<HostParts>();
+  auto& parts = *parts_;
+  parts.backend = backend_;
+  parts.log = log_;
+  parts.counters = std::make_shared<CallCounters>();
+  parts.pool = std::make_shared<WorkerPool>(kThreads, kDownloadThreads);
+  parts.journal = std::make_shared<ChangeJournal>(store_);
+  parts.resolver = std::make_shared<ItemResolver>(backend_, marks_, mode_);
+  parts.signalChanges = [this] { connector_->signalChanges(); };
+  publisher_ = std::make_shared<ChangePublisher>(parts.resolver, marks_, mode_, parts.journal,
+                                                 [this] { parts_->signalChanges(); });
+  parts.watcher = std::make_shared<FolderWatcher>(
+      backend_, store_,
+      [publisher = publisher_](const std::vector<PathChange>& changes) { publisher->pathsChanged(changes); },
+      [log = log_](const std::string& line) { log->warn(line); });
+  parts.listings = std::make_shared<Listings>(
+      Listings::Parts{backend_, marks_, mode_, parts.resolver, parts.watcher, log_});
+  parts.marks = std::make_shared<MarkActions>(backend_, marks_, parts.resolver, publisher_, parts.watcher);
+  parts.downloads = std::make_shared<Downloads>(
+      Downloads::Parts{backend_, store_, parts.counters, parts.pool.get(), groupDirectory});
+}
+
+void Host::makeConnector() {
+  ProviderConnector::Hooks hooks;
+  hooks.makeService = [parts = parts_](std::uint64_t connection) {
+    return std::make_shared<HostService>(parts, connection);
+  };
+  hooks.mode = [mode = mode_] { return mode->mode(); };
+  hooks.log = [log = log_](const std::string& line) { log->info(line); };
+  connector_ = std::make_unique<ProviderConnector>(bus_, domain_, std::move(hooks));
+}
+
+std::optional<NSError> Host::makeControl(std::function<void()> shutdown) {
+  HostControl::Actions actions;
+  actions.status = [this] { return status(); };
+  actions.setMode = [this](HostMode mode) { setMode(mode); };
+  actions.mark = [this](MarkKind kind, bool add, const std::string& identifier) {
+    return add ? parts_->marks->add(kind, identifier) : parts_->marks->remove(kind, identifier);
+  };
+  actions.shutdown = std::move(shutdown);
+  auto control = HostControl::make(bus_, domain_, std::move(actions));
+  if (!control) return control.error();
+  control_ = std::move(*control);
+  return std::nullopt;
+}
+
+// A mode given at the start counts like one that is set later.
+void Host::applyOptions(const HostOptions& options) {
+  const auto stored = mode_->mode();
+  const HostMode wanted{options.useMyFiles.value_or(stored.useMyFiles),
+                        options.useOfflineFiles.value_or(stored.useOfflineFiles)};
+  if (wanted != stored) setMode(wanted);
+}
+
+void Host::setMode(HostMode mode) {
+  const auto before = parts_->listings->rootChildren();
+  store_->setMode(mode);
+  mode_->set(mode);
+  log_->info(std::string("My files ") + (mode.useMyFiles ? "on" : "off") + ", offline files " +
+             (mode.useOfflineFiles ? "on." : "off."));
+  connector_->sendMode();
+  publisher_->modeChanged(before, parts_->listings->rootChildren());
+}
+
+std::string Host::status() const {
+  NSDictionary calls;
+  for (const auto& [operation, count] : parts_->counters->calls()) {
+    calls.set(operation, static_cast<std::int64_t>(count));
+  }
+  const auto mode = mode_->mode();
+  const auto watcher = parts_->watcher->counts();
+  const auto number = [](std::uint64_t value) { return PropertyListValue(static_cast<std::int64_t>(value)); };
+  const NSDictionary status{{"domain", domain_},
+                            {"pid", static_cast<std::int64_t>(::getpid())},
+                            {"folder", folder_},
+                            {"connected", connector_->isConnected()},
+                            {"useMyFiles", mode.useMyFiles},
+                            {"useOfflineFiles", mode.useOfflineFiles},
+                            {"log", log_->path()},
+                            {"calls", calls},
+                            {"bytesSent", number(parts_->counters->bytes())},
+                            {"pendingChanges", number(parts_->journal->size())},
+                            {"watchedFolders", number(watcher.folders - watcher.unwatched)},
+                            {"unwatchedFolders", number(watcher.unwatched)},
+                            {"folderScans", number(watcher.scans)}};
+  return NSJSONSerialization::stringWithValue(status, false).value_or("{}");
+}
+
+}  // namespace zelto

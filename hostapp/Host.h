@@ -1,0 +1,54 @@
+#pragma once
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "hostapp/HostControl.h"
+#include "hostapp/HostOptions.h"
+#include "hostapp/HostService.h"
+#include "hostapp/LocalFolderBackend.h"
+#include "hostapp/ProviderConnector.h"
+#include "platform/foundation/UniqueDescriptor.h"
+
+namespace zelto {
+
+// The host application of one domain, put together.
+// THREAD: one thread makes and destroys it.
+class Host {
+ public:
+  // `shutdown` is called, on any thread, when the bus asks for the end.
+  // ERRORS: a folder that cannot be served, no bus, a second host for the domain, no place for the store.
+  static std::expected<std::unique_ptr<Host>, NSError> start(const HostOptions& options,
+                                                             std::function<void()> shutdown);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+ private:
+  Host() = default;
+  std::optional<NSError> open(const HostOptions& options);
+  void makeParts(const HostOptions& options, const std::string& groupDirectory);
+  void makeConnector();
+  std::optional<NSError> makeControl(std::function<void()> shutdown);
+  void applyOptions(const HostOptions& options);
+  void setMode(HostMode mode);
+  std::string status() const;
+
+  std::string folder_;
+  std::string domain_;
+  UniqueDescriptor lock_;  // on the state directory: one host for a domain
+  std::shared_ptr<LogFile> log_;
+  std::shared_ptr<HostStore> store_;
+  std::shared_ptr<LocalFolderBackend> backend_;
+  std::shared_ptr<MarkedItems> marks_;
+  std::shared_ptr<HostModeState> mode_;
+  std::shared_ptr<ChangePublisher> publisher_;
+  std::shared_ptr<HostParts> parts_;
+  std::shared_ptr<SessionBus> bus_;
+  std::unique_ptr<ProviderConnector> connector_;
+  std::unique_ptr<HostControl> control_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <expected>
+#include <optional>
+#include <string>
+
+namespace zelto {
+
+// What the program was started with.
+struct HostOptions {
+  std::string folder;
+  std::string domain = "default";
+  std::optional<bool> useMyFiles;
+  std::optional<bool> useOfflineFiles;
+  std::string logPath;  // "": host.log beside the store
+  bool foreground = false;
+  bool help = false;
+
+  // ERRORS: a sentence for the user.
+  static std::expected<HostOptions, std::string> parse(int argc, char** argv);
+  static const char* usage();
+};
+
+}  // namespace zelto

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/ZeltoFileProviderServerInterface.h"
+#include "hostapp/CallCounters.h"
+#include "hostapp/ChangeJournal.h"
+#include "hostapp/Downloads.h"
+#include "hostapp/FolderWatcher.h"
+#include "hostapp/ItemResolver.h"
+#include "hostapp/Listings.h"
+#include "hostapp/LogFile.h"
+#include "hostapp/MarkActions.h"
+#include "hostapp/WorkerPool.h"
+
+namespace zelto {
+
+// What the services of all connections share.
+struct HostParts {
+  std::shared_ptr<ServerBackend> backend;
+  std::shared_ptr<ItemResolver> resolver;
+  std::shared_ptr<Listings> listings;
+  std::shared_ptr<MarkActions> marks;
+  std::shared_ptr<ChangeJournal> journal;
+  std::shared_ptr<FolderWatcher> watcher;
+  std::shared_ptr<Downloads> downloads;
+  std::shared_ptr<CallCounters> counters;
+  std::shared_ptr<LogFile> log;
+  std::shared_ptr<WorkerPool> pool;
+  std::function<void()> signalChanges;
+};
+
+// The host's exported object: one for each connection. Calls are counted and carried out on the pool.
+// What this host does not do (uploads, creation, deletion, moves, thumbnails) is answered with "feature
+// unsupported"; actions without a reply that it does not do leave a line in the log.
+// THREAD: any.
+class HostService : public ZeltoFileProviderServerInterface {
+ public:
+  HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection)
+      : parts_(std::move(parts)), connection_(connection) {}
+
+  // The connection is gone: downloads for it end, and what they made is removed.
+  void abandon() { *abandoned_ = true; }
+
+  void enumeratorInvalidatedPath(const std::string& path) override;
+  void retrieveChangesWithCompletion(ChangesReply completion) override;
+  void metadataForSharesWithCompletion(ListReply completion) override;
+  void metadataForBookmarksWithCompletion(ListReply completion) override;
+  void metadataForDirectory(const std::string& path, bool forceUseCache, ListReply completion) override;
+  void metadataForDirectoryWithBookmarkPath(const std::string& path, ListReply completion) override;
+  void metadataForRootOfflineFilesWithCompletion(ListReply completion) override;
+  void showCustomFieldsForPath(const std::string& path) override;
+  void openWithOfficeOnlineForPath(const std::string& path) override;
+  void openWithOffice365ForPath(const std::string& path) override;
+  void makeAvailableOfflineForPath(const std::string& path) override;
+  void removeFromOfflineFilesForPath(const std::string& path) override;
+  void addBookmarkForPath(const std::string& path) override;
+  void removeBookmarkForPath(const std::string& path) override;
+  void refreshMyFiles() override;
+  void refreshDirectoryForPath(const std::string& path, bool expireRemoteCache) override;
+  void showCheckoutStatusForPath(const std::string& path) override;
+  void checkInFileAtPath(const std::string& path) override;
+  void checkOutFileAtPath(const std::string& path) override;
+  void thumbnailForPath(const std::string& path, ThumbnailReply completion) override;
+  std::shared_ptr<NSProgress> uploadFileWithPath(const std::string& path,
+                                                 const std::optional<NSURL>& contentUrl, bool creating,
+                                                 const std::optional<NSDate>& modifiedDate,
+                                                 FileReply completion) override;
+  std::shared_ptr<NSProgress> createDirectoryWithPath(const std::string& path, bool mayExist,
+                                                      FileReply completion) override;
+  std::shared_ptr<NSProgress> deleteItemWithPath(const std::string& path,
+                                                 ErrorReply completionHandler) override;
+  std::shared_ptr<NSProgress> moveItemWithPath(const std::string& path, const std::string& destination,
+                                               FileReply completion) override;
+  std::shared_ptr<NSProgress> downloadItemWithPath(const std::string& path,
+                                                   DownloadReply completion) override;
+  std::shared_ptr<NSProgress> downloadItemWithPath(const std::string& path, NSRange requestedRange,
+                                                   std::int64_t alignment, RangeReply completion) override;
+  void logMessage(const std::string& message, const std::string& level, const std::string& date, bool verbose,
+                  std::int32_t pid) override;
+
+ private:
+  void listing(const char* operation, std::function<DictionaryList(Listings&)> list, ListReply completion);
+  void mark(const char* operation, MarkKind kind, bool add, const std::string& path);
+  void notDone(const char* operation, const std::string& path);
+  NSError unsupported(const char* operation, const std::string& path);
+
+  const std::shared_ptr<const HostParts> parts_;
+  const std::uint64_t connection_;
+  const std::shared_ptr<std::atomic<bool>> abandoned_ = std::make_shared<std::atomic<bool>>(false);
+};
+
+}  // namespace zelto

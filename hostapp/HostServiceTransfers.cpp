@@ -1,0 +1,82 @@
+#include "hostapp/BackendErrors.h"
+#include "hostapp/HostService.h"
+#include "hostapp/RangeReader.h"
+
+namespace zelto {
+
+NSError HostService::unsupported(const char* operation, const std::string& path) {
+  notDone(operation, path);
+  return cocoaError(kFeatureUnsupportedError,
+                    "\"" + path + "\": this host application only reads; it does not do " + operation + ".");
+}
+
+void HostService::thumbnailForPath(const std::string& path, ThumbnailReply completion) {
+  completion(std::nullopt, unsupported("thumbnail", path));
+}
+
+std::shared_ptr<NSProgress> HostService::uploadFileWithPath(const std::string& path,
+                                                            const std::optional<NSURL>&, bool,
+                                                            const std::optional<NSDate>&,
+                                                            FileReply completion) {
+  completion(std::nullopt, unsupported("uploadFile", path));
+  return NSProgress::create();
+}
+
+std::shared_ptr<NSProgress> HostService::createDirectoryWithPath(const std::string& path, bool,
+                                                                 FileReply completion) {
+  completion(std::nullopt, unsupported("createDirectory", path));
+  return NSProgress::create();
+}
+
+std::shared_ptr<NSProgress> HostService::deleteItemWithPath(const std::string& path,
+                                                            ErrorReply completionHandler) {
+  completionHandler(unsupported("deleteItem", path));
+  return NSProgress::create();
+}
+
+std::shared_ptr<NSProgress> HostService::moveItemWithPath(const std::string& path, const std::string&,
+                                                          FileReply completion) {
+  completion(std::nullopt, unsupported("moveItem", path));
+  return NSProgress::create();
+}
+
+std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string& path,
+                                                              DownloadReply completion) {
+  parts_->counters->count("downloadItem");
+  auto progress = NSProgress::create();
+  const auto item = parts_->resolver->resolve(path);
+  if (!item) {
+    completion(std::nullopt, std::nullopt, noSuchItemError(path));
+    return progress;
+  }
+  auto describe = [resolver = parts_->resolver, path, served = item->path](const BackendEntry& entry) {
+    return resolver->dictionaryOf(path, served, entry);
+  };
+  parts_->downloads->start({item->path, progress, abandoned_, std::move(describe)}, std::move(completion));
+  return progress;
+}
+
+std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string& path, NSRange requestedRange,
+                                                              std::int64_t alignment, RangeReply completion) {
+  parts_->counters->count("downloadItemRange");
+  auto progress = NSProgress::create(1);
+  parts_->pool->run(
+      [parts = parts_, path, requestedRange, alignment, progress, reply = std::move(completion)]() mutable {
+        const auto fail = [&reply, requestedRange](const NSError& error) {
+          reply(std::nullopt, std::nullopt, NSRange{requestedRange.location, 0}, error);
+        };
+        if (progress->isCancelled())
+          return fail(cocoaError(kUserCancelledError, "The download was cancelled."));
+        const auto item = parts->resolver->resolve(path);
+        if (!item) return fail(noSuchItemError(path));
+        auto content = readRange(*parts->backend, item->path, requestedRange, alignment);
+        if (!content) return fail(content.error());
+        parts->counters->addBytes(content->range.length);
+        progress->setCompletedUnitCount(1);
+        auto dictionary = parts->resolver->dictionaryOf(path, item->path, content->entry);
+        reply(std::move(content->data), std::move(dictionary), content->range, std::nullopt);
+      });
+  return progress;
+}
+
+}  // namespace zelto

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <expected>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "hostapp/Database.h"
+#include "hostapp/FolderSnapshot.h"
+#include "platform/foundation/NSDate.h"
+#include "platform/foundation/NSError.h"
+
+namespace zelto {
+
+struct HostMode {
+  bool useMyFiles = false;
+  bool useOfflineFiles = false;
+
+  friend bool operator==(const HostMode&, const HostMode&) = default;
+};
+
+enum class MarkKind : std::uint8_t { bookmark = 1, offline = 2 };
+
+// An item that the user has bookmarked or made available offline.
+struct MarkedItem {
+  MarkKind kind = MarkKind::bookmark;
+  std::string name;  // in the bookmarks or offline-files container
+  std::string path;  // on the server
+  bool isFolder = false;
+  NSDate created;
+};
+
+struct StoredFolder {
+  std::string path;
+  std::uint64_t inode = 0;
+  std::vector<std::string> views;
+  FolderSnapshot snapshot;
+};
+
+struct StoredChange {
+  std::string identifier;
+  ChangeKind kind;
+};
+
+// What the host application remembers between its runs, in one SQLite file. A write that fails is counted
+// and lost: what is stored is a memory, never the only copy of anything.
+// THREAD: any. BLOCKS: on the disk.
+class HostStore {
+ public:
+  // A file that is no sound database is set aside under the name "PATH.broken".
+  // ERRORS: the file can neither be opened nor made.
+  static std::expected<std::shared_ptr<HostStore>, NSError> open(const std::string& path);
+
+  std::optional<HostMode> mode();
+  void setMode(HostMode mode);
+
+  std::vector<MarkedItem> marks();
+  void addMark(const MarkedItem& item);
+  void removeMark(MarkKind kind, const std::string& name);
+
+  std::vector<StoredFolder> folders();
+  void saveFolders(const std::vector<const StoredFolder*>& folders);
+  void removeFolders(const std::vector<std::string>& paths);
+
+  std::vector<StoredChange> changes();
+  void saveChanges(const std::vector<StoredChange>& changes);
+  void removeChanges(const std::vector<std::string>& identifiers);
+  void clearChanges();
+
+  // Names of files in the group directory that are being made or handed over.
+  std::vector<std::string> transfers();
+  void addTransfer(const std::string& name);
+  void removeTransfer(const std::string& name);
+
+  std::size_t failedWrites();
+
+ private:
+  explicit HostStore(Database database) : database_(std::move(database)) {}
+  void note(bool succeeded) { failedWrites_ += succeeded ? 0 : 1; }
+
+  std::mutex mutex_;
+  Database database_;
+  std::size_t failedWrites_ = 0;
+};
+
+}  // namespace zelto

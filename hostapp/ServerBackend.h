@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/foundation/NSError.h"
+
+namespace zelto {
+
+enum class EntryKind : std::uint8_t { file = 0, folder = 1, symbolicLink = 2 };
+
+// What the server says of one entry, of one moment.
+struct EntryStat {
+  EntryKind kind = EntryKind::file;
+  bool writable = false;  // a file: its content can be replaced; a folder: entries can be added
+  std::uint64_t size = 0;
+  std::timespec modified{};
+  std::timespec changed{};  // moves with every change of content or attributes
+  std::uint64_t inode = 0;
+};
+
+struct BackendEntry {
+  std::string name;
+  EntryStat stat;
+  std::string linkTarget;  // of a symbolic link
+};
+
+struct BackendListing {
+  std::uint64_t inode = 0;  // the folder's own
+  std::vector<BackendEntry> entries;
+  std::vector<std::string> unusableNames;  // names that cannot be identifiers, as they are
+};
+
+// One opened file. It stays the same file when its path is given to another.
+class BackendFile {
+ public:
+  virtual ~BackendFile() = default;
+  // Fresh at every call.
+  virtual std::expected<BackendEntry, NSError> stat() = 0;
+  // Fewer bytes than asked only at the end of the file.
+  virtual std::expected<std::size_t, NSError> readAt(std::span<std::byte> buffer, std::uint64_t offset) = 0;
+  // Copies a stretch to the same offset of the descriptor. Fewer bytes than asked only at the end of the
+  // file. Shares the blocks where the file system can.
+  virtual std::expected<std::uint64_t, NSError> copyTo(int descriptor, std::uint64_t offset,
+                                                       std::uint64_t length) = 0;
+};
+
+// Something happened in a watched folder.
+struct FolderEvent {
+  std::string folder;
+  std::string name;   // "": the folder itself, or anything in it
+  bool lost = false;  // events were lost: every watched folder may have changed
+};
+
+// A server's shares and what lies in them. Paths are relative ("share/folder/file", "" for the folder of
+// shares); their components are never empty, "." or "..". Nothing outside is ever reached, symbolic links
+// are never followed.
+// THREAD: any. BLOCKS: on the server. ERRORS: as in BackendErrors.h.
+class ServerBackend {
+ public:
+  virtual ~ServerBackend() = default;
+
+  virtual std::expected<BackendListing, NSError> list(const std::string& folder) = 0;
+  virtual std::expected<BackendEntry, NSError> stat(const std::string& path) = 0;
+  // The named entries of one folder, in the order of the names; nothing for what is not there.
+  virtual std::expected<std::vector<std::optional<BackendEntry>>, NSError> statNames(
+      const std::string& folder, const std::vector<std::string>& names) = 0;
+  virtual std::expected<std::unique_ptr<BackendFile>, NSError> open(const std::string& path) = 0;
+
+  // The handler runs on the backend's own thread; an empty one ends the events and forgets the watches.
+  // REQUIRES: no other call of the backend meanwhile.
+  virtual void setChangeHandler(std::function<void(FolderEvent)> handler) = 0;
+  // False when the folder cannot be watched (gone, or the system's limit is reached).
+  virtual bool watch(const std::string& folder) = 0;
+  virtual void unwatch(const std::string& folder) = 0;
+};
+
+}  // namespace zelto
