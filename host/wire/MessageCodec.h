@@ -84,7 +84,7 @@ auto decodeMessage(std::span<const std::uint64_t> body, Read read,
   try {
     // Everything is looked at once or twice; more is an attempt to make us read the same bytes for ever.
     capnp::ReaderOptions options{.traversalLimitInWords = 2 * body.size() + 64,
-                                 .nestingLimit = 3 * kMaximumDepth};
+                                 .nestingLimit = 4 * kMaximumDepth};
     auto words = kj::arrayPtr(reinterpret_cast<const capnp::word*>(body.data()), body.size());
     capnp::FlatArrayMessageReader reader(words, options);
     auto used = static_cast<std::size_t>(reader.getEnd() - words.begin());

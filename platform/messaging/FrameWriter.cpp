@@ -104,14 +104,14 @@ void FrameWriter::popFront() {
   sentOfFront_ = 0;
 }
 
-void FrameWriter::write(std::uint64_t id, std::unique_ptr<XPCMessageSource> source) {
+void FrameWriter::write(std::uint64_t id, std::uint16_t operation, std::unique_ptr<XPCMessageSource> source) {
   bool overflow = false;
   {
     std::scoped_lock lock(mutex_);
     if (!socket_ || broken_) return;
     overflow = sources_.size() >= limits_.sources;
     if (!overflow) {
-      sources_.push_back({id, std::move(source)});
+      sources_.push_back({id, operation, std::move(source)});
       wakeWriter();
     }
   }
@@ -176,6 +176,7 @@ bool FrameWriter::produce(std::unique_lock<std::mutex>& lock) {
     lock.lock();
     return false;
   }
+  part->message.operation = turn.operation;
   enqueue({.kind = last ? FrameKind::reply : FrameKind::part,
            .id = turn.id,
            .message = std::move(part->message),

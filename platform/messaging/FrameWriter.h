@@ -37,7 +37,7 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
   // After close both do nothing.
   void write(OutgoingFrame frame);
   // The parts of a reply: all but the last as parts, the last as the reply.
-  void write(std::uint64_t id, std::unique_ptr<XPCMessageSource> source);
+  void write(std::uint64_t id, std::uint16_t operation, std::unique_ptr<XPCMessageSource> source);
 
   // Shuts the socket down, for its reader too, and drops what has not been sent.
   void close();
@@ -50,6 +50,7 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
  private:
   struct Source {
     std::uint64_t id;
+    std::uint16_t operation;
     std::unique_ptr<XPCMessageSource> source;
   };
   // What the caller has to do once the lock is released.

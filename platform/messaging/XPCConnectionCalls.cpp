@@ -26,7 +26,7 @@ class XPCConnection::ReplyPort final : public XPCReplyPort {
     }
   }
   void reply(std::unique_ptr<XPCMessageSource> source) override {
-    if (auto connection = claim()) connection->writer_->write(id_, std::move(source));
+    if (auto connection = claim()) connection->writer_->write(id_, operation_, std::move(source));
   }
 
  private:
