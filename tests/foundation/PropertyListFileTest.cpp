@@ -46,14 +46,18 @@ TEST(PropertyListFileTest, refusesOtherFiles) {
   EXPECT_FALSE(dictionaryWithContentsOfFile(folder.write("noise", std::string(1000, '\xfe'))));
 }
 
-// The library would recurse into each level; comments must not hide them.
+// The library would recurse into each level; what looks like an end tag must not hide them.
 TEST(PropertyListFileTest, refusesDeepNesting) {
   const TemporaryFolder folder;
-  std::string deep = "<dict><key>a</key>";
-  for (int i = 0; i < 100'000; ++i) deep += "<array><!-- </array> -->";
-  EXPECT_FALSE(dictionaryWithContentsOfFile(folder.write("deep", document(deep))));
-  std::string doctype = "<!DOCTYPE plist [<!ENTITY a \"x\">]><plist><dict/></plist>";
-  EXPECT_FALSE(dictionaryWithContentsOfFile(folder.write("entities", doctype)));
+  for (const std::string_view level :
+       {"<array>", "<array><!-- </array> -->", "<array><!DOCTYPE x \"></array>\">",
+        "<array><?x \"?></array>\" ?>", "<array><string><![CDATA[</array>]]></string>"}) {
+    std::string deep = "<dict><key>a</key>";
+    for (int i = 0; i < 100'000; ++i) deep += level;
+    EXPECT_FALSE(dictionaryWithContentsOfFile(folder.write("deep", document(deep)))) << level;
+  }
+  const std::string entities = "<!DOCTYPE plist [<!ENTITY a \"x\">]><plist><dict/></plist>";
+  EXPECT_FALSE(dictionaryWithContentsOfFile(folder.write("entities", entities)));
 }
 
 }  // namespace
