@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <thread>
 
 #include "tests/extension/Fixture.h"
@@ -133,7 +134,7 @@ TEST_F(ClientListingsTest, ADictionaryThatDescribesNothingCostsNoOtherItem) {
 TEST_F(ClientListingsTest, SecondListingInFlightPausesOnceAndStillGoesAhead) {
   using Clock = std::chrono::steady_clock;
   host().hold("/S");
-  Items first, second, other, third;
+  Items first, second, third;
   client().providerItemsForDirectory("/S", false, first.completion());
   auto start = Clock::now();
   client().providerItemsForDirectory("/S", false, second.completion());
@@ -143,9 +144,14 @@ TEST_F(ClientListingsTest, SecondListingInFlightPausesOnceAndStillGoesAhead) {
   host().release("/S");
   EXPECT_EQ(1, first.count());
   EXPECT_EQ(1, second.count());
-  start = Clock::now();
-  client().providerItemsForDirectory("/S", false, third.completion());
-  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+  // One try may be held up by a busy machine; a pause would hold every one up.
+  auto shortest = Clock::duration::max();
+  for (int i = 0; i < 5; ++i) {
+    start = Clock::now();
+    client().providerItemsForDirectory("/S", false, third.completion());
+    shortest = std::min(shortest, Clock::now() - start);
+  }
+  EXPECT_LT(shortest, std::chrono::milliseconds(500));
 }
 
 TEST_F(ClientListingsTest, AListingThatNobodyAnsweredPausesTheNextOneForGood) {
