@@ -18,8 +18,6 @@ constexpr const char* kFooter =
     "Exit codes: 0 done, 1 failed, 2 wrong arguments, 3 not running, 4 something is in the way,\n"
     "5 timed out, 130 interrupted. \"zelto COMMAND --help\" explains a command.";
 
-const std::map<std::string, bool> kSwitch{{"on", true}, {"off", false}};
-
 // Adds the commands one by one; each remembers in `invocation` that it was chosen.
 class Grammar {
  public:
@@ -48,7 +46,12 @@ class Grammar {
     return added;
   }
   static void addSwitch(CLI::App* to, const char* name, std::optional<bool>& value, const char* about) {
-    to->add_option(name, value, about)->transform(CLI::CheckedTransformer(kSwitch))->type_name("on|off");
+    to->add_option_function<std::string>(
+          name, [&value](const std::string& text) { value = text == "on"; }, about)
+        ->type_name("on|off")
+        ->check([](const std::string& text) {
+          return text == "on" || text == "off" ? "" : "\"" + text + "\" is neither \"on\" nor \"off\"";
+        });
   }
   static void addModes(CLI::App* to, std::optional<bool>& myFiles, std::optional<bool>& offlineFiles) {
     addSwitch(to, "--my-files", myFiles, "Whether the root has the folder of my files and the bookmarks");
@@ -122,6 +125,7 @@ std::variant<Invocation, Message> parseCommandLine(int argc, const char* const* 
     std::ostringstream problem;
     const int code = grammar.app().exit(error, out, problem);
     if (code == 0) return Message{ExitCode::success, out.str()};
+    if (argc <= 1) return Message{ExitCode::usage, grammar.app().help()};
     return Message{ExitCode::usage, problem.str()};
   }
   if (const auto* mode = std::get_if<ModeOptions>(&invocation.command);

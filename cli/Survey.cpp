@@ -73,8 +73,8 @@ std::expected<std::shared_ptr<SessionBus>, Failure> busOf(const std::string& dom
   if (const auto record = loadRunRecord(domain)) preferBus(record->busAddress);
   auto bus = SessionBus::connect();
   if (bus) return std::move(*bus);
-  return failure(ExitCode::notRunning, fmt::format("Zelto is not running. Start it with \"{} up\".\n({})",
-                                                   programName(), bus.error().localizedDescription()));
+  return failure(ExitCode::notRunning,
+                 fmt::format("Zelto is not running. Start it with \"{} up\".", programName()));
 }
 
 }  // namespace zelto::cli
