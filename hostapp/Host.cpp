@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
-#include "hostapp/TransferFile.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSJSONSerialization.h"
 
@@ -15,8 +14,6 @@ namespace zelto {
 namespace {
 
 constexpr const char* kGroupIdentifier = "KZ83MQ41TX.com.zelto.macos";
-constexpr std::size_t kThreads = 4;
-constexpr std::size_t kDownloadThreads = 2;
 
 std::expected<std::string, NSError> stateDirectory(const std::string& domain) {
   const auto path = dataHome() + "/host/" + domain;
@@ -48,8 +45,7 @@ Host::~Host() {
   control_.reset();
   if (connector_) connector_->stop();
   if (!parts_) return;
-  parts_->pool->stop();
-  parts_->watcher->stop();
+  parts_->stop();
   log_->info("Ended.");
 }
 
@@ -75,35 +71,9 @@ std::optional<NSError> Host::open(const HostOptions& options) {
       NSFileManager::defaultManager().containerURLForSecurityApplicationGroupIdentifier(kGroupIdentifier);
   if (!group) return cocoaError(kReadUnknownError, "The group directory cannot be made.");
   log_ = std::make_shared<LogFile>(options.logPath.empty() ? *directory + "/host.log" : options.logPath);
-  makeParts(options, group->path());
+  parts_ = HostParts::make({backend_, store_, log_, ContainerNames::ofMainBundle(), group->path(),
+                            [this] { connector_->signalChanges(); }});
   return std::nullopt;
-}
-
-void Host::makeParts(const HostOptions&, const std::string& groupDirectory) {
-  removeLeftTransfers(groupDirectory, *store_);
-  marks_ = std::make_shared<MarkedItems>(store_);
-  mode_ =
-      std::make_shared<HostModeState>(ContainerNames::ofMainBundle(), store_->mode().value_or(HostMode()));
-  parts_ = std::make_shared<HostParts>();
-  auto& parts = *parts_;
-  parts.backend = backend_;
-  parts.log = log_;
-  parts.counters = std::make_shared<CallCounters>();
-  parts.pool = std::make_shared<WorkerPool>(kThreads, kDownloadThreads);
-  parts.journal = std::make_shared<ChangeJournal>(store_);
-  parts.resolver = std::make_shared<ItemResolver>(backend_, marks_, mode_);
-  parts.signalChanges = [this] { connector_->signalChanges(); };
-  publisher_ = std::make_shared<ChangePublisher>(parts.resolver, marks_, mode_, parts.journal,
-                                                 [this] { parts_->signalChanges(); });
-  parts.watcher = std::make_shared<FolderWatcher>(
-      backend_, store_,
-      [publisher = publisher_](const std::vector<PathChange>& changes) { publisher->pathsChanged(changes); },
-      [log = log_](const std::string& line) { log->warn(line); });
-  parts.listings = std::make_shared<Listings>(
-      Listings::Parts{backend_, marks_, mode_, parts.resolver, parts.watcher, log_});
-  parts.marks = std::make_shared<MarkActions>(backend_, marks_, parts.resolver, publisher_, parts.watcher);
-  parts.downloads = std::make_shared<Downloads>(
-      Downloads::Parts{backend_, store_, parts.counters, parts.pool.get(), groupDirectory});
 }
 
 void Host::makeConnector() {
@@ -111,7 +81,7 @@ void Host::makeConnector() {
   hooks.makeService = [parts = parts_](std::uint64_t connection) {
     return std::make_shared<HostService>(parts, connection);
   };
-  hooks.mode = [mode = mode_] { return mode->mode(); };
+  hooks.mode = [mode = parts_->mode] { return mode->mode(); };
   hooks.log = [log = log_](const std::string& line) { log->info(line); };
   connector_ = std::make_unique<ProviderConnector>(bus_, domain_, std::move(hooks));
 }
@@ -132,7 +102,7 @@ std::optional<NSError> Host::makeControl(std::function<void()> shutdown) {
 
 // A mode given at the start counts like one that is set later.
 void Host::applyOptions(const HostOptions& options) {
-  const auto stored = mode_->mode();
+  const auto stored = parts_->mode->mode();
   const HostMode wanted{options.useMyFiles.value_or(stored.useMyFiles),
                         options.useOfflineFiles.value_or(stored.useOfflineFiles)};
   if (wanted != stored) setMode(wanted);
@@ -141,11 +111,11 @@ void Host::applyOptions(const HostOptions& options) {
 void Host::setMode(HostMode mode) {
   const auto before = parts_->listings->rootChildren();
   store_->setMode(mode);
-  mode_->set(mode);
+  parts_->mode->set(mode);
   log_->info(std::string("My files ") + (mode.useMyFiles ? "on" : "off") + ", offline files " +
              (mode.useOfflineFiles ? "on." : "off."));
   connector_->sendMode();
-  publisher_->modeChanged(before, parts_->listings->rootChildren());
+  parts_->publisher->modeChanged(before, parts_->listings->rootChildren());
 }
 
 std::string Host::status() const {
@@ -153,7 +123,7 @@ std::string Host::status() const {
   for (const auto& [operation, count] : parts_->counters->calls()) {
     calls.set(operation, static_cast<std::int64_t>(count));
   }
-  const auto mode = mode_->mode();
+  const auto mode = parts_->mode->mode();
   const auto watcher = parts_->watcher->counts();
   const auto number = [](std::uint64_t value) { return PropertyListValue(static_cast<std::int64_t>(value)); };
   const NSDictionary status{{"domain", domain_},

@@ -29,7 +29,6 @@ class Host {
  private:
   Host() = default;
   std::optional<NSError> open(const HostOptions& options);
-  void makeParts(const HostOptions& options, const std::string& groupDirectory);
   void makeConnector();
   std::optional<NSError> makeControl(std::function<void()> shutdown);
   void applyOptions(const HostOptions& options);
@@ -42,9 +41,6 @@ class Host {
   std::shared_ptr<LogFile> log_;
   std::shared_ptr<HostStore> store_;
   std::shared_ptr<LocalFolderBackend> backend_;
-  std::shared_ptr<MarkedItems> marks_;
-  std::shared_ptr<HostModeState> mode_;
-  std::shared_ptr<ChangePublisher> publisher_;
   std::shared_ptr<HostParts> parts_;
   std::shared_ptr<SessionBus> bus_;
   std::unique_ptr<ProviderConnector> connector_;

@@ -6,32 +6,9 @@
 #include <string>
 
 #include "host/ZeltoFileProviderServerInterface.h"
-#include "hostapp/CallCounters.h"
-#include "hostapp/ChangeJournal.h"
-#include "hostapp/Downloads.h"
-#include "hostapp/FolderWatcher.h"
-#include "hostapp/ItemResolver.h"
-#include "hostapp/Listings.h"
-#include "hostapp/LogFile.h"
-#include "hostapp/MarkActions.h"
-#include "hostapp/WorkerPool.h"
+#include "hostapp/HostParts.h"
 
 namespace zelto {
-
-// What the services of all connections share.
-struct HostParts {
-  std::shared_ptr<ServerBackend> backend;
-  std::shared_ptr<ItemResolver> resolver;
-  std::shared_ptr<Listings> listings;
-  std::shared_ptr<MarkActions> marks;
-  std::shared_ptr<ChangeJournal> journal;
-  std::shared_ptr<FolderWatcher> watcher;
-  std::shared_ptr<Downloads> downloads;
-  std::shared_ptr<CallCounters> counters;
-  std::shared_ptr<LogFile> log;
-  std::shared_ptr<WorkerPool> pool;
-  std::function<void()> signalChanges;
-};
 
 // The host's exported object: one for each connection. Calls are counted and carried out on the pool.
 // What this host does not do (uploads, creation, deletion, moves, thumbnails) is answered with "feature

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "hostapp/CallCounters.h"
+#include "hostapp/ChangeJournal.h"
+#include "hostapp/ChangePublisher.h"
+#include "hostapp/Downloads.h"
+#include "hostapp/FolderWatcher.h"
+#include "hostapp/HostModeState.h"
+#include "hostapp/HostStore.h"
+#include "hostapp/ItemResolver.h"
+#include "hostapp/Listings.h"
+#include "hostapp/LogFile.h"
+#include "hostapp/MarkActions.h"
+#include "hostapp/MarkedItems.h"
+#include "hostapp/ServerBackend.h"
+#include "hostapp/WorkerPool.h"
+
+namespace zelto {
+
+// The parts of one host that carry out requests, put together; the services of all connections share
+// them.
+struct HostParts {
+  std::shared_ptr<ServerBackend> backend;
+  std::shared_ptr<HostStore> store;
+  std::shared_ptr<LogFile> log;
+  std::function<void()> signalChanges;
+
+  std::shared_ptr<MarkedItems> markedItems;
+  std::shared_ptr<HostModeState> mode;
+  std::shared_ptr<CallCounters> counters;
+  std::shared_ptr<WorkerPool> pool;
+  std::shared_ptr<ChangeJournal> journal;
+  std::shared_ptr<ItemResolver> resolver;
+  std::shared_ptr<ChangePublisher> publisher;
+  std::shared_ptr<FolderWatcher> watcher;
+  std::shared_ptr<Listings> listings;
+  std::shared_ptr<MarkActions> marks;
+  std::shared_ptr<Downloads> downloads;
+
+  struct Given {
+    std::shared_ptr<ServerBackend> backend;
+    std::shared_ptr<HostStore> store;
+    std::shared_ptr<LogFile> log;
+    ContainerNames names;
+    std::string groupDirectory;
+    // The journal holds changes. May be called on any thread, until `stop` has returned.
+    std::function<void()> signalChanges;
+  };
+  static std::shared_ptr<HostParts> make(Given given);
+
+  // BLOCKS: until nothing is being done any more. The parts stay, idle.
+  void stop();
+};
+
+}  // namespace zelto

@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+
+#include "hostapp/Host.h"
+#include "platform/foundation/NSJSONSerialization.h"
+#include "tests/bus/PrivateBus.h"
+#include "tests/hostapp/HostFixture.h"
+#include "tests/hostapp/StandInProvider.h"
+
+namespace zelto::test {
+namespace {
+
+// The whole host on a bus of its own, with a stand-in for framework and extension.
+class HostConnectionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    // The containers carry their tokens as names.
+    ::setenv("ZELTO_RESOURCES", "/nonexistent", 1);
+    bus.start();
+    server.write("share/file", "content");
+    options.folder = server.root();
+  }
+  void TearDown() override {
+    host.reset();
+    provider.leave();
+  }
+  void startHost() {
+    auto started = Host::start(options, [this] { ++shutdowns; });
+    ASSERT_TRUE(started) << started.error().localizedDescription();
+    host = std::move(*started);
+  }
+  bool awaitConnections(int count) {
+    return eventually([this, count] { return provider.connections == count && provider.server(); });
+  }
+  std::expected<BusArguments, NSError> control(const std::string& method, const std::string& signature = "",
+                                               BusArguments arguments = {}) {
+    if (!controller) controller = *SessionBus::connect();
+    return controller->callAndWait({hostcontrol::busName("default"), hostcontrol::objectPath("default"),
+                                    std::string(hostcontrol::kInterface)},
+                                   method, signature, std::move(arguments), 10'000'000);
+  }
+  NSDictionary status() {
+    const auto answer = control("Status");
+    EXPECT_TRUE(answer);
+    return *NSJSONSerialization::valueWithString(std::get<std::string>(answer->front()))->asDictionary();
+  }
+  DictionaryList shares() {
+    auto [reply, future] = awaited<DictionaryList>();
+    provider.server()->metadataForSharesWithCompletion(std::move(reply));
+    return std::get<0>(future.get());
+  }
+  Changes takeChanges() {
+    auto [reply, future] = awaited<DictionaryList, std::vector<std::string>>();
+    provider.server()->retrieveChangesWithCompletion(std::move(reply));
+    auto [updates, deletions] = future.get();
+    return {std::move(updates), std::move(deletions)};
+  }
+
+  PrivateBus bus;
+  ServerFolder server;
+  HostOptions options;
+  StandInProvider provider;
+  std::unique_ptr<Host> host;
+  std::shared_ptr<SessionBus> controller;
+  std::atomic<int> shutdowns = 0;
+};
+
+TEST_F(HostConnectionTest, TheProviderMayComeFirst) {
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  EXPECT_TRUE(eventually([this] { return provider.configurations() == "mo " && provider.signals == 1; }));
+  EXPECT_EQ(1U, shares().size());
+  EXPECT_TRUE(isTrue(status(), "connected"));
+}
+
+TEST_F(HostConnectionTest, TheHostMayComeFirst) {
+  options.useMyFiles = true;
+  startHost();
+  EXPECT_FALSE(isTrue(status(), "connected"));
+  provider.appear();
+  ASSERT_TRUE(awaitConnections(1));
+  EXPECT_TRUE(eventually([this] { return provider.configurations() == "Mo "; }));
+}
+
+TEST_F(HostConnectionTest, TriesAgainUntilTheExtensionIsUp) {
+  startHost();
+  provider.appear(3);
+  ASSERT_TRUE(awaitConnections(1));
+  EXPECT_EQ(4, provider.asked);
+}
+
+TEST_F(HostConnectionTest, GivesUpQuietlyAndComesAtTheBroadcast) {
+  startHost();
+  provider.appear(1'000);
+  ASSERT_TRUE(eventually([this] { return provider.asked == 1; }));
+  // Each broadcast is a reason to try at once, whatever pause is running.
+  for (int sign = 0; sign < 40 && provider.asked < 30; ++sign) {
+    const int before = provider.asked;
+    provider.announce();
+    ASSERT_TRUE(eventually([this, before] { return provider.asked > before; }));
+  }
+  EXPECT_EQ(0, provider.connections);
+}
+
+TEST_F(HostConnectionTest, ConnectsAgainWhenTheOtherSideDies) {
+  startHost();
+  provider.appear();
+  ASSERT_TRUE(awaitConnections(1));
+  provider.dropConnection();
+  ASSERT_TRUE(awaitConnections(2)) << "the manager is still there";
+  provider.leave();
+  EXPECT_TRUE(eventually([this] { return !isTrue(status(), "connected"); }));
+  provider.appear();
+  ASSERT_TRUE(awaitConnections(3));
+  EXPECT_EQ(1U, shares().size());
+}
+
+TEST_F(HostConnectionTest, ModeChangesReachTheExtensionAndItsRoot) {
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  takeChanges();
+  ASSERT_TRUE(control("SetMode", "bb", {true, true}));
+  EXPECT_TRUE(eventually([this] { return provider.configurations().ends_with("MO "); }));
+  auto changes = takeChanges();
+  EXPECT_EQ(std::vector<std::string>{"/share"}, changes.deletions);
+  ASSERT_EQ(3U, changes.updates.size());
+  for (const int type : {1, 2, 3}) {
+    EXPECT_NE(changes.updates.end(),
+              std::find(changes.updates.begin(), changes.updates.end(), containerDictionary(type)));
+  }
+  EXPECT_EQ("/MY_FILES/share", textOf(shares().front(), "itemIdentifier"));
+  ASSERT_TRUE(control("SetMode", "bb", {true, false}));
+  changes = takeChanges();
+  EXPECT_EQ(std::vector<std::string>{"/OFFLINE_FILES"}, changes.deletions);
+  host.reset();
+  startHost();
+  EXPECT_TRUE(isTrue(status(), "useMyFiles")) << "it is stored";
+  ASSERT_TRUE(awaitConnections(2));
+  ASSERT_TRUE(control("SetMode", "bb", {false, false}));
+  changes = takeChanges();
+  EXPECT_EQ((std::vector<std::string>{"/BOOKMARKS", "/MY_FILES"}), changes.deletions);
+  EXPECT_TRUE(changes.hasUpdate("/share"));
+  EXPECT_EQ(5, changes.update("/share")->find("itemType")->integerValue());
+}
+
+TEST_F(HostConnectionTest, ChangesAreSignalledAndTaken) {
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  ASSERT_TRUE(eventually([this] { return provider.signals == 1; }));
+  auto [reply, future] = awaited<DictionaryList>();
+  provider.server()->metadataForDirectory("/share", false, std::move(reply));
+  EXPECT_EQ(1U, std::get<0>(future.get()).size());
+  server.write("share/new", "x");
+  ASSERT_TRUE(eventually([this] { return provider.signals > 1; }));
+  EXPECT_TRUE(takeChanges().hasUpdate("/share/new"));
+  const auto numbers = status();
+  EXPECT_EQ(1, numbers.find("calls")->asDictionary()->find("metadataForDirectory")->integerValue());
+  EXPECT_EQ(1, numbers.find("calls")->asDictionary()->find("retrieveChanges")->integerValue());
+}
+
+TEST_F(HostConnectionTest, ContentGoesOverTheConnection) {
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  auto [reply, future] = awaited<std::optional<NSURL>, std::optional<NSDictionary>, std::optional<NSError>>();
+  const auto progress = provider.server()->downloadItemWithPath("/share/file", std::move(reply));
+  const auto [url, dictionary, error] = future.get();
+  ASSERT_TRUE(url);
+  EXPECT_EQ("content", contentOf(url->path()));
+  EXPECT_EQ(7, status().find("bytesSent")->integerValue());
+  // The extension's log lines end up in the host's log.
+  provider.server()->logMessage("FP[Main] hello", "INFO", "date", false, 42);
+  EXPECT_TRUE(eventually([this] {
+    return contentOf(textOf(status(), "log")).find("date INFO [42] FP[Main] hello\n") != std::string::npos;
+  }));
+}
+
+TEST_F(HostConnectionTest, TheBusControlsTheHost) {
+  options.useMyFiles = true;
+  startHost();
+  EXPECT_TRUE(control("AddBookmark", "s", {std::string("/MY_FILES/share/file")}));
+  EXPECT_TRUE(control("MakeOffline", "s", {std::string("/MY_FILES/share/file")}));
+  const auto refused = control("AddBookmark", "s", {std::string("/MY_FILES/share/none")});
+  ASSERT_FALSE(refused);
+  EXPECT_NE(std::string::npos, refused.error().localizedDescription().find("none"));
+  EXPECT_TRUE(control("RemoveBookmark", "s", {std::string("/BOOKMARKS/file")}));
+  EXPECT_TRUE(control("RemoveOffline", "s", {std::string("/MY_FILES/share/file")}));
+  EXPECT_TRUE(control("Shutdown"));
+  EXPECT_EQ(1, shutdowns);
+  const auto second = Host::start(options, [] {});
+  ASSERT_FALSE(second) << "one host for a domain";
+  provider.appear();
+  ASSERT_TRUE(awaitConnections(1));
+  host.reset();
+  EXPECT_TRUE(eventually([this] { return provider.disconnects == 1; }));
+}
+
+TEST(HostOptionsTest, SaysWhatIsWrong) {
+  const auto parse = [](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "zelto-host");
+    std::vector<char*> raw;
+    for (auto& argument : arguments) raw.push_back(argument.data());
+    raw.push_back(nullptr);
+    return HostOptions::parse(static_cast<int>(arguments.size()), raw.data());
+  };
+  const auto full = parse({"--folder", "/srv", "--domain", "d_1", "--my-files", "on", "--offline-files=off",
+                           "--log", "/tmp/l", "--foreground"});
+  ASSERT_TRUE(full);
+  EXPECT_EQ("d_1", full->domain);
+  EXPECT_EQ(true, full->useMyFiles);
+  EXPECT_EQ(false, full->useOfflineFiles);
+  EXPECT_TRUE(full->foreground);
+  EXPECT_FALSE(parse({"--folder", "/srv"})->useMyFiles.has_value());
+  for (const auto& bad : std::vector<std::vector<std::string>>{{},
+                                                               {"--folder"},
+                                                               {"--folder", "/srv", "extra"},
+                                                               {"--folder", "/srv", "--my-files", "maybe"},
+                                                               {"--folder", "/srv", "--domain", "../x"},
+                                                               {"--unknown"}}) {
+    EXPECT_FALSE(parse(bad));
+  }
+}
+
+}  // namespace
+}  // namespace zelto::test
