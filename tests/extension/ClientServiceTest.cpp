@@ -13,7 +13,8 @@ constexpr auto kPatience = std::chrono::seconds(20);
 // A host in this process, at the other end of a real connection.
 class RemoteHost {
  public:
-  explicit RemoteHost(const NSXPCListenerEndpoint& endpoint) {
+  RemoteHost(const NSXPCListenerEndpoint& endpoint, DictionaryList listing) {
+    host_->lists["/S"] = std::move(listing);
     auto connection = NSXPCConnection::connectionWithListenerEndpoint(endpoint);
     EXPECT_TRUE(connection);
     connection_ = *std::move(connection);
@@ -39,12 +40,13 @@ class ClientServiceTest : public ::testing::Test {
  protected:
   static ZeltoFileProviderClient& client() { return ZeltoFileProviderClient::instance(); }
 
-  static std::unique_ptr<RemoteHost> connect() {
+  // `listing` is what the host answers for "/S".
+  static std::unique_ptr<RemoteHost> connect(DictionaryList listing = {}) {
     const auto before = client().server();
     std::optional<NSError> error;
     const auto endpoint = client().makeListenerEndpointAndReturnError(&error);
     EXPECT_TRUE(endpoint && !error);
-    auto host = std::make_unique<RemoteHost>(*endpoint);
+    auto host = std::make_unique<RemoteHost>(*endpoint, std::move(listing));
     EXPECT_TRUE(waitUntil([&] { return client().server() != before; }));
     return host;
   }
@@ -77,8 +79,7 @@ TEST_F(ClientServiceTest, ServiceHasItsNameAndThisProcess) {
 }
 
 TEST_F(ClientServiceTest, ConnectedHostListsConfiguresAndReceivesTheLog) {
-  const auto remote = connect();
-  remote->host().lists["/S"] = {fileDictionary("/S/a"), folderDictionary("/S/d")};
+  const auto remote = connect({fileDictionary("/S/a"), folderDictionary("/S/d")});
   EXPECT_THAT(list("/S"), testing::ElementsAre("/S/a", "/S/d"));
   remote->extension().updateUseMyFiles(true, false);
   ASSERT_TRUE(waitUntil([&] { return client().useMyFiles(); }));
@@ -90,10 +91,8 @@ TEST_F(ClientServiceTest, ConnectedHostListsConfiguresAndReceivesTheLog) {
 }
 
 TEST_F(ClientServiceTest, TheNewestHostIsTheOneThatIsCalled) {
-  const auto first = connect();
-  const auto second = connect();
-  first->host().lists["/S"] = {fileDictionary("/S/first")};
-  second->host().lists["/S"] = {fileDictionary("/S/second")};
+  const auto first = connect({fileDictionary("/S/first")});
+  const auto second = connect({fileDictionary("/S/second")});
   EXPECT_THAT(list("/S"), testing::ElementsAre("/S/second"));
   EXPECT_TRUE(first->host().calls().empty());
 }

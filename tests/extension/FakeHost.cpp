@@ -69,13 +69,18 @@ void FakeHost::answer(const std::string& key, Reply reply) {
 }
 
 void FakeHost::answerList(const std::string& key, ListReply completion) {
-  answer(key, [this, key, completion = std::move(completion)]() mutable { completion(lists[key]); });
+  answer(key, [this, key, completion = std::move(completion)]() mutable { completion(listFor(key)); });
 }
 
 void FakeHost::answerFile(const std::string& key, FileReply completion) {
   answer(key, [this, key, completion = std::move(completion)]() mutable {
     completion(fileFor(key), errorFor(key));
   });
+}
+
+DictionaryList FakeHost::listFor(const std::string& key) const {
+  const auto found = lists.find(key);
+  return found != lists.end() ? found->second : DictionaryList();
 }
 
 std::optional<NSError> FakeHost::errorFor(const std::string& key) const {

@@ -24,7 +24,7 @@ class FakeHost final : public ZeltoFileProviderServerInterface {
     std::int32_t pid;
   };
 
-  // Scripts, set before the call under test.
+  // Scripts, set before the call under test; before connecting, where another thread answers.
   std::map<std::string, DictionaryList> lists;
   std::map<std::string, NSDictionary> files;
   std::map<std::string, NSError> errors;
@@ -93,6 +93,7 @@ class FakeHost final : public ZeltoFileProviderServerInterface {
   void answer(const std::string& key, Reply reply);
   void answerList(const std::string& key, ListReply completion);
   void answerFile(const std::string& key, FileReply completion);
+  DictionaryList listFor(const std::string& key) const;
   std::optional<NSError> errorFor(const std::string& key) const;
   std::optional<NSDictionary> fileFor(const std::string& key) const;
 
