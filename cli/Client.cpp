@@ -12,7 +12,7 @@ namespace zelto::cli {
 
 namespace {
 
-constexpr std::uint64_t kLimit = 10'000'000;
+constexpr std::uint64_t kLimit = 5'000'000;
 
 Failure explained(const NSError& error, const std::string& what) {
   const bool ours = error.domain() == NSPOSIXErrorDomain;

@@ -10,7 +10,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -62,10 +62,11 @@ std::optional<Mount> parseMount(std::string_view line) {
   return std::nullopt;
 }
 
+// Not its attributes: the kernel may remember those of a mount that is dead.
 [[noreturn]] void answerBySelf(const char* path) {
-  struct stat status {};
-  if (::stat(path, &status) == 0) ::_exit(0);
-  ::_exit(errno == ENOTCONN ? 1 : 2);
+  struct statfs status {};
+  if (::statfs(path, &status) == 0) ::_exit(0);
+  ::_exit(errno == ENOTCONN || errno == ECONNABORTED ? 1 : 2);
 }
 
 bool run(const std::vector<const char*>& command) {

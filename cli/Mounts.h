@@ -29,7 +29,7 @@ enum class MountAnswer {
   refuses,       // any other error
   hangs,
 };
-// Asks the path for its attributes from a process of its own, since a dead mount may never answer.
+// Asks the file system there how full it is, from a process of its own, since a dead one may never answer.
 // BLOCKS: up to the limit.
 MountAnswer askMount(const std::string& path, std::chrono::milliseconds limit);
 

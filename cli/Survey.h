@@ -25,7 +25,7 @@ struct Survey {
   bool hostServes() const { return host.has_value(); }
 };
 
-// BLOCKS: ten seconds for each side that does not answer.
+// BLOCKS: five seconds for each side that does not answer.
 Survey survey(const std::string& domain);
 
 // The domain that a command means: the named one, else the one whose mount has the path, else the only one

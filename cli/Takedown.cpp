@@ -12,7 +12,7 @@ namespace zelto::cli {
 
 namespace {
 
-constexpr std::uint64_t kAskLimit = 5'000'000;
+constexpr std::uint64_t kAskLimit = 3'000'000;
 constexpr std::chrono::milliseconds kEndLimit{5000};
 constexpr std::chrono::milliseconds kSignalPatience{3000};
 

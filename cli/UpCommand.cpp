@@ -1,3 +1,5 @@
+#include <filesystem>
+
 #include <fmt/format.h>
 
 #include "cli/BusStart.h"
@@ -37,25 +39,43 @@ void endSilentOnes(const Survey& found, const UpPlan& plan) {
   if (plan.startHost) endProcess(found.record->host, kEndPatience);
 }
 
+Outcome prepareFolder(const RunRecord& record) {
+  if (record.folder == sampleFolder()) return makeSampleTree(record.folder);
+  std::error_code error;
+  if (std::filesystem::is_directory(record.folder, error)) return {};
+  return failure(ExitCode::failed,
+                 fmt::format("The folder of shares {} is gone. Name another: \"{} up DIR\".", record.folder,
+                             programName()));
+}
+
+Outcome prepareMount(RunRecord& record, const std::optional<RunRecord>& before) {
+  const bool samePlace = before && before->mountPoint == record.mountPoint;
+  if (before && !samePlace) {
+    if (auto released = releaseMountPoint(before->mountPoint, before->mountPointMade); !released)
+      return released;
+  }
+  auto made = prepareMountPoint(record.mountPoint, samePlace);
+  if (!made) return std::unexpected(made.error());
+  // An earlier run of ours may have made the folder and not lived to remove it.
+  record.mountPointMade = *made || (samePlace && before->mountPointMade);
+  return {};
+}
+
 Outcome prepare(UpPlan& plan, const Survey& found) {
   if (auto clear = checkOverlap(plan.record); !clear) return clear;
   if (auto able = checkRequirements(); !able) return able;
+  if (auto folder = prepareFolder(plan.record); !folder) return folder;
   endSilentOnes(found, plan);
-  if (plan.record.folder == sampleFolder()) {
-    if (auto made = makeSampleTree(plan.record.folder); !made) return made;
+  if (plan.startExtension) {
+    if (auto mount = prepareMount(plan.record, found.record); !mount) return mount;
   }
   auto bus = reachableOrStartedBus();
-  if (!bus) return std::unexpected(bus.error());
+  if (!bus) {
+    if (plan.record.mountPointMade) static_cast<void>(releaseMountPoint(plan.record.mountPoint, true));
+    return std::unexpected(bus.error());
+  }
   plan.record.busAddress = *bus;
   preferBus(*bus);
-  if (!plan.startExtension) return {};
-  // An earlier run of ours may have made the folder and not lived to remove it.
-  const bool madeBefore =
-      found.record && found.record->mountPoint == plan.record.mountPoint && found.record->mountPointMade;
-  auto made = prepareMountPoint(plan.record.mountPoint,
-                                found.record && found.record->mountPoint == plan.record.mountPoint);
-  if (!made) return std::unexpected(made.error());
-  plan.record.mountPointMade = *made || madeBefore;
   return {};
 }
 

@@ -46,12 +46,18 @@ std::expected<UpPlan, Failure> planBesideRunning(const UpWish& wish, const UpPre
 std::expected<UpPlan, Failure> planUp(const std::string& domain, const UpWish& wish,
                                       const UpPresent& present) {
   if (present.record && (present.host || present.extension)) return planBesideRunning(wish, present);
+  // What the user leaves open is as it was before everything ended unasked.
+  const RunRecord before = present.record.value_or(RunRecord{});
+  const auto orElse = [](const std::string& first, const std::string& second) {
+    return first.empty() ? second : first;
+  };
   UpPlan plan{true, true, {}};
   plan.record.domain = domain;
-  plan.record.folder = wish.folder.value_or(sampleFolder());
-  plan.record.mountPoint = wish.mountPoint.value_or(resolvedPath(defaultMountPoint()));
-  plan.record.myFiles = wish.myFiles;
-  plan.record.offlineFiles = wish.offlineFiles;
+  plan.record.folder = wish.folder.value_or(orElse(before.folder, sampleFolder()));
+  plan.record.mountPoint =
+      wish.mountPoint.value_or(orElse(before.mountPoint, resolvedPath(defaultMountPoint())));
+  plan.record.myFiles = wish.myFiles ? wish.myFiles : before.myFiles;
+  plan.record.offlineFiles = wish.offlineFiles ? wish.offlineFiles : before.offlineFiles;
   return plan;
 }
 
