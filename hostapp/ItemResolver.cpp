@@ -6,6 +6,17 @@
 
 namespace zelto {
 
+namespace {
+
+// A container that the root does not show in this mode does not exist.
+std::expected<NSDictionary, NSError> containerDictionaryIf(bool shown, int type,
+                                                           const std::string& identifier) {
+  if (!shown) return std::unexpected(noSuchItemError(identifier));
+  return containerDictionary(type);
+}
+
+}  // namespace
+
 std::optional<ResolvedItem> ItemResolver::resolve(const std::string& identifier) const {
   auto parsed = mode_->paths()->parse(identifier);
   if (!parsed) return std::nullopt;
@@ -37,11 +48,14 @@ std::expected<NSDictionary, NSError> ItemResolver::dictionary(const std::string&
     case ServerArea::root:
       return std::unexpected(noSuchItemError(identifier));
     case ServerArea::myFiles:
-      return containerDictionary(kItemTypeMyFiles);
-    case ServerArea::offlineFiles:
-      return containerDictionary(kItemTypeOfflineFiles);
+      return containerDictionaryIf(mode_->mode().useMyFiles, kItemTypeMyFiles, identifier);
+    case ServerArea::offlineFiles: {
+      const auto mode = mode_->mode();
+      return containerDictionaryIf(mode.useMyFiles && mode.useOfflineFiles, kItemTypeOfflineFiles,
+                                   identifier);
+    }
     case ServerArea::bookmarks:
-      return containerDictionary(kItemTypeBookmarks);
+      return containerDictionaryIf(mode_->mode().useMyFiles, kItemTypeBookmarks, identifier);
     case ServerArea::server:
       return entryDictionary(identifier);
     case ServerArea::bookmark:

@@ -1,8 +1,15 @@
 #include "framework/changes/ChangePump.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace zelto {
+namespace {
+
+constexpr std::chrono::milliseconds kLongestPatience = std::chrono::seconds(30);
+
+}  // namespace
 
 class ChangePump::Observer final : public NSFileProviderChangeObserver {
  public:
@@ -35,11 +42,17 @@ class ChangePump::Observer final : public NSFileProviderChangeObserver {
   std::vector<std::string> deletions_;
 };
 
-ChangePump::ChangePump(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed)
+ChangePump::ChangePump(NSFileProviderPrincipal& extension, Replica& replica, Deadlines& deadlines,
+                       std::chrono::milliseconds patience, DeltaHandler changed)
     : extension_(extension),
       replica_(replica),
+      deadlines_(deadlines),
+      firstPatience_(patience),
       changed_(std::move(changed)),
+      patience_(patience),
       queue_("it.pellam.Zelto.FileProvider.changes") {}
+
+ChangePump::~ChangePump() { deadlines_.cancel(retry_); }
 
 void ChangePump::signal(std::move_only_function<void()> then) {
   {
@@ -57,8 +70,25 @@ void ChangePump::start() {
     if (run_ != 0 || !signalled_) return;
     signalled_ = false;
     run = run_ = nextRun_++;
-    running_ = std::exchange(waiting_, {});
+    std::ranges::move(std::exchange(waiting_, {}), std::back_inserter(running_));
+    retry_ = deadlines_.schedule(Deadlines::Clock::now() + patience_,
+                                 [this, run] { queue_.async([this, run] { tryAgain(run); }); });
+    patience_ = std::min(patience_ * 2, kLongestPatience);
   }
+  enumerate(run);
+}
+
+void ChangePump::tryAgain(std::uint64_t run) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (run_ != run) return;
+    run_ = 0;
+    signalled_ = true;
+  }
+  start();
+}
+
+void ChangePump::enumerate(std::uint64_t run) {
   std::optional<NSError> error;
   const auto enumerator = extension_.enumeratorForContainerItemIdentifier(
       NSFileProviderWorkingSetContainerItemIdentifier, {}, &error);
@@ -78,6 +108,8 @@ void ChangePump::finish(std::uint64_t run) {
     const std::lock_guard lock(mutex_);
     if (run_ != run) return;
     run_ = 0;
+    deadlines_.cancel(retry_);
+    patience_ = firstPatience_;
     done = std::exchange(running_, {});
   }
   for (auto& then : done) then();
@@ -88,6 +120,9 @@ void ChangePump::hostLost() {
   std::vector<std::move_only_function<void()>> dropped;
   const std::lock_guard lock(mutex_);
   run_ = 0;
+  signalled_ = false;
+  deadlines_.cancel(retry_);
+  patience_ = firstPatience_;
   dropped = std::exchange(running_, {});
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "framework/replica/Replica.h"
+#include "framework/requests/Deadlines.h"
 #include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
 #include "platform/foundation/DispatchQueue.h"
 
@@ -19,7 +21,12 @@ class ChangePump {
  public:
   using DeltaHandler = std::function<void(const ReplicaDelta&)>;
 
-  ChangePump(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandler changed);
+  // An enumeration that is not answered within `patience` is made again, with twice the patience each
+  // time up to half a minute: the extension may not have taken the host's connection yet when the host
+  // already signals, and drops what it cannot send.
+  ChangePump(NSFileProviderPrincipal& extension, Replica& replica, Deadlines& deadlines,
+             std::chrono::milliseconds patience, DeltaHandler changed);
+  ~ChangePump();
 
   // There may be changes. `then` runs on the pump's queue once they are applied; it is dropped when the
   // host is lost before that.
@@ -33,13 +40,19 @@ class ChangePump {
   class Observer;
 
   void start();
+  void enumerate(std::uint64_t run);
+  void tryAgain(std::uint64_t run);
   void apply(const std::vector<NSFileProviderItemPtr>& updates, const std::vector<std::string>& deletions);
   void finish(std::uint64_t run);
 
   NSFileProviderPrincipal& extension_;
   Replica& replica_;
+  Deadlines& deadlines_;
+  const std::chrono::milliseconds firstPatience_;
   DeltaHandler changed_;
   std::mutex mutex_;
+  std::chrono::milliseconds patience_;
+  Deadlines::Ticket retry_ = 0;
   std::uint64_t run_ = 0;  // the enumeration in flight, 0 for none
   std::uint64_t nextRun_ = 1;
   bool signalled_ = false;                                // another one is wanted

@@ -8,6 +8,8 @@ namespace {
 
 // How long a host that took the endpoint may take to tell that it is ready.
 constexpr std::chrono::milliseconds kHostGrace{500};
+// How long an enumeration of changes may take before it is made again.
+constexpr std::chrono::milliseconds kChangePatience{250};
 
 }  // namespace
 
@@ -43,7 +45,7 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   lister_ = std::make_unique<Lister>(*extension_, *replica_, changed,
                                      [this](std::size_t items) { trim_.itemsHandled(items); });
   materialiser_ = std::make_unique<Materialiser>(*extension_, *replica_, link_, changed);
-  pump_ = std::make_unique<ChangePump>(*extension_, *replica_, changed);
+  pump_ = std::make_unique<ChangePump>(*extension_, *replica_, deadlines_, kChangePatience, changed);
   link_.addObserver([this](bool present) { hostChanged(present); });
 
   auto volume = Volume::mount({*replica_, *lister_, *materialiser_, deadlines_, link_}, settings_.mountPoint,

@@ -18,8 +18,10 @@ void replyBytes(fuse_req_t request, const ContentFile& content, NSRange range) {
 }  // namespace
 
 void volume::read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* file) {
+  Volume& volume = of(request);
   FileHandle& handle = *FileHandle::of(file);
-  const std::shared_ptr<ContentFile>& content = handle.content();
+  // A copy: once answered, neither the request nor the handle may be touched.
+  const std::shared_ptr<ContentFile> content = handle.content();
   const auto location = static_cast<std::uint64_t>(offset);
   const std::uint64_t length =
       location < content->size() ? std::min<std::uint64_t>(size, content->size() - location) : 0;
@@ -31,10 +33,9 @@ void volume::read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset
   const std::uint64_t ahead = handle.readAhead(range);
   if (content->covers(range)) {
     replyBytes(request, *content, range);
-    if (!content->complete()) of(request).materialiser().prefetch(content, {range.end(), ahead});
+    if (!content->complete()) volume.materialiser().prefetch(content, {range.end(), ahead});
     return;
   }
-  Volume& volume = of(request);
   volume.materialiser().ensure(content, range, ahead,
                                volume.kernelRequests().hold(request, [content, range](fuse_req_t held) {
                                  replyBytes(held, *content, range);

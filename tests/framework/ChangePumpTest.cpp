@@ -1,4 +1,5 @@
 #include <condition_variable>
+#include <future>
 #include <mutex>
 
 #include <gtest/gtest.h>
@@ -10,7 +11,7 @@ namespace zelto::test {
 namespace {
 
 struct ChangePumpTest : ::testing::Test, ReplicaFixture {
-  ChangePump pump{extension, *replica, recordDelta()};
+  ChangePump pump{extension, *replica, deadlines, std::chrono::hours(1), recordDelta()};
 
   // The pump works on its own queue: `then` of a signal tells when it has come by.
   void answer(std::size_t index, const std::vector<NSFileProviderItemPtr>& updates,
@@ -53,6 +54,17 @@ TEST_F(ChangePumpTest, SignalsThatComeMeanwhileMakeOneMoreEnumeration) {
   std::unique_lock lock(mutex);
   changed.wait(lock, [&] { return done == 3; });
   EXPECT_EQ(extension.changes.size(), 2U);
+}
+
+TEST_F(ChangePumpTest, WhatIsNotAnsweredIsAskedAgain) {
+  ChangePump impatient{extension, *replica, deadlines, std::chrono::milliseconds(1), recordDelta()};
+  std::promise<void> done;
+  extension.changesArrived = [&] {
+    if (extension.changes.size() == 3) answer(2, {}, {});
+  };
+  impatient.signal([&] { done.set_value(); });
+  done.get_future().wait();
+  EXPECT_EQ(extension.changes.size(), 3U);
 }
 
 TEST_F(ChangePumpTest, AfterALossTheNextSignalAsksAgain) {

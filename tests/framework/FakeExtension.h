@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -76,6 +77,7 @@ class FakeExtension final : public NSFileProviderPrincipal {
 
   std::vector<std::pair<std::string, std::shared_ptr<NSFileProviderEnumerationObserver>>> listings;
   std::vector<std::shared_ptr<NSFileProviderChangeObserver>> changes;
+  std::function<void()> changesArrived;
   std::vector<WholeHandler> wholes;
   std::vector<std::pair<NSRange, RangeHandler>> ranges;
 
@@ -129,6 +131,7 @@ class FakeExtension final : public NSFileProviderPrincipal {
     void enumerateChangesForObserver(std::shared_ptr<NSFileProviderChangeObserver> observer,
                                      const NSFileProviderSyncAnchor&) override {
       extension_.changes.push_back(std::move(observer));
+      if (extension_.changesArrived) extension_.changesArrived();
     }
     void currentSyncAnchorWithCompletionHandler(
         Completion<std::optional<NSFileProviderSyncAnchor>>) override {}

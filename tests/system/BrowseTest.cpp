@@ -89,13 +89,18 @@ TEST(BrowseTest, ListingsAtTheSameTimeReachTheHostOnce) {
   const auto before = system.status().find("requestsInFlight")->integerValue();
   std::vector<std::thread> readers;
   std::vector<std::size_t> counts(4);
+  std::vector<std::string> first(4);
   for (std::size_t i = 0; i < counts.size(); ++i) {
-    readers.emplace_back([&, i] { counts[i] = names(system.mounted() / "many").size(); });
+    readers.emplace_back([&, i] {
+      const auto all = names(system.mounted() / "many");
+      counts[i] = all.size();
+      first[i] = all.front();
+    });
   }
   EXPECT_TRUE(eventually([&] { return system.status().find("requestsInFlight")->integerValue() > before; }));
   system.host().signal(SIGCONT);
   for (std::thread& reader : readers) reader.join();
-  EXPECT_EQ(counts, std::vector<std::size_t>(4, 3000));
+  EXPECT_EQ(counts, std::vector<std::size_t>(4, 3000)) << ::testing::PrintToString(first);
   EXPECT_EQ(system.hostCalls("metadataForDirectory"), 2);  // the share, and the folder once
 }
 

@@ -51,7 +51,8 @@ TEST(ChangesTest, ChangesWhileOneSideWasAwayShowWhenItIsBack) {
   writeFile(system.share() / "folder" / "file", "while the host was away");
   writeFile(system.share() / "folder" / "more", "x");
   system.startHost();
-  EXPECT_TRUE(eventually([&] { return treeDifference(system.share(), system.mounted()).empty(); }));
+  EXPECT_TRUE(eventually([&] { return treeDifference(system.share(), system.mounted()).empty(); }))
+      << treeDifference(system.share(), system.mounted()) << system.hostLog();
 }
 
 // One version of the file: one letter throughout.

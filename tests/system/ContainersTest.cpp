@@ -23,7 +23,8 @@ TEST(ContainersTest, TheRootFollowsTheTwoSettingsAtOnce) {
     return names(system.mount()) == Names{"Bookmarks", "My Files", "Offline Files"};
   }));
   ASSERT_TRUE(system.callHost("SetMode", "bb", {false, false}).has_value());
-  EXPECT_TRUE(eventually([&] { return names(system.mount()) == Names{"share"}; }));
+  EXPECT_TRUE(eventually([&] { return names(system.mount()) == Names{"share"}; }))
+      << ::testing::PrintToString(names(system.mount()));
   EXPECT_EQ(readFile(system.mounted() / "file"), "text");
 }
 

@@ -122,9 +122,14 @@ TestSystem::~TestSystem() {
 }
 
 void TestSystem::startHost(const std::vector<std::string>& flags) {
-  std::vector<std::string> arguments{
-      ZELTO_BINARIES "/zelto-host", "--folder", served_.string(), "--domain", kDomain, "--log",
-      (root_ / "host.log").string()};
+  std::vector<std::string> arguments{ZELTO_BINARIES "/zelto-host",
+                                     "--foreground",
+                                     "--folder",
+                                     served_.string(),
+                                     "--domain",
+                                     kDomain,
+                                     "--log",
+                                     (root_ / "host.log").string()};
   arguments.insert(arguments.end(), flags.begin(), flags.end());
   host_ = Process(arguments, root_ / "host.err");
 }
