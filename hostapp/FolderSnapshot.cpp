@@ -36,12 +36,6 @@ FolderSnapshot FolderSnapshot::ofEntries(const std::vector<BackendEntry>& entrie
   return snapshot;
 }
 
-bool FolderSnapshot::hasFolder(std::string_view name) const {
-  const auto found = std::lower_bound(entries_.begin(), entries_.end(), name,
-                                      [](const Entry& entry, std::string_view n) { return entry.name < n; });
-  return found != entries_.end() && found->name == name && found->stat.kind == EntryKind::folder;
-}
-
 std::optional<ChangeKind> FolderSnapshot::changeBetween(const Entry& before, const Entry& after) {
   const bool folder = before.stat.kind == EntryKind::folder;
   if (before.stat.kind != after.stat.kind || (folder && before.stat.inode != after.stat.inode)) {

@@ -31,7 +31,6 @@ class FolderSnapshot {
   static FolderSnapshot ofEntries(const std::vector<BackendEntry>& entries, std::timespec now);
 
   std::size_t size() const { return entries_.size(); }
-  bool hasFolder(std::string_view name) const;
 
   // What has changed on the way to `later`, in the order of the names.
   std::vector<NamedChange> changesTo(const FolderSnapshot& later) const;

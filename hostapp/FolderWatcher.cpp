@@ -19,11 +19,12 @@ constexpr std::size_t kMostNames = 1'000;
 }  // namespace
 
 FolderWatcher::FolderWatcher(std::shared_ptr<ServerBackend> backend, std::shared_ptr<HostStore> store,
-                             Changed changed, Log log)
+                             Changed changed, Log log, milliseconds lookInterval)
     : backend_(std::move(backend)),
       store_(std::move(store)),
       changed_(std::move(changed)),
-      log_(std::move(log)) {
+      log_(std::move(log)),
+      lookInterval_(lookInterval) {
   backend_->setChangeHandler([this](FolderEvent event) { onEvent(std::move(event)); });
   thread_ = std::thread([this] { run(); });
 }

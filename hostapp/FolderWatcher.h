@@ -30,7 +30,7 @@ struct PathChange {
 // Finds out what changes on the server in every folder that has been listed: events of the backend are
 // gathered for a moment, then the entries concerned are compared with what was reported last. Folders are
 // remembered in the store, and what changed while nobody looked is found at the next start. Folders that
-// cannot be watched are looked at every half minute.
+// cannot be watched are looked at once an interval.
 // THREAD: any. The handler and the log run on the watcher's thread, with no lock held.
 class FolderWatcher {
  public:
@@ -38,7 +38,7 @@ class FolderWatcher {
   using Log = std::function<void(const std::string&)>;
 
   FolderWatcher(std::shared_ptr<ServerBackend> backend, std::shared_ptr<HostStore> store, Changed changed,
-                Log log);
+                Log log, std::chrono::milliseconds lookInterval = std::chrono::seconds(30));
   ~FolderWatcher() { stop(); }
   FolderWatcher(const FolderWatcher&) = delete;
   FolderWatcher& operator=(const FolderWatcher&) = delete;
@@ -108,6 +108,7 @@ class FolderWatcher {
   const std::shared_ptr<HostStore> store_;
   const Changed changed_;
   const Log log_;
+  const std::chrono::milliseconds lookInterval_;
 
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -12,7 +12,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr seconds kLookInterval{30};
 constexpr seconds kSaveDelay{1};
 
 std::timespec systemTime() {
@@ -145,9 +144,9 @@ void FolderWatcher::forget(const std::string& folder) {
 void FolderWatcher::watchFolder(const std::string& folder, KnownFolder& known) {
   known.watched = backend_->watch(folder);
   if (known.watched) return;
-  nextLook_ = std::min(nextLook_, Clock::now() + kLookInterval);
+  nextLook_ = std::min(nextLook_, Clock::now() + lookInterval_);
   if (!std::exchange(complained_, true)) {
-    log_("\"" + folder + "\" cannot be watched; such folders are looked at every 30 seconds.");
+    log_("\"" + folder + "\" cannot be watched; such folders are looked at from time to time.");
   }
 }
 
