@@ -36,7 +36,7 @@ std::string currentExceptionText() {
   } catch (const kj::Exception& exception) {
     return std::string("a malformed message: ") + exception.getDescription().cStr();
   } catch (const std::exception& exception) {
-    return std::string("a malformed message: ") + exception.what();
+    return exception.what();
   }
 }
 

@@ -1,5 +1,6 @@
 #include "platform/messaging/NSDistributedNotificationCenter.h"
 
+#include <cstdlib>
 #include <mutex>
 #include <variant>
 
@@ -30,6 +31,14 @@ class BusNotificationCenter final : public NSDistributedNotificationCenter {
         });
   }
 
+  // Lets go of the bus for good; posting does nothing from then on.
+  void end() {
+    std::shared_ptr<SessionBus> bus;
+    std::scoped_lock lock(mutex_);
+    ended_ = true;
+    bus.swap(bus_);
+  }
+
  private:
   // Anybody on the bus may send such a signal, with any arguments.
   static void deliver(const std::string& name, const std::function<void(const std::string&)>& observer,
@@ -43,20 +52,27 @@ class BusNotificationCenter final : public NSDistributedNotificationCenter {
   // Tried again at the next use where there was no bus.
   std::shared_ptr<SessionBus> connect() {
     std::scoped_lock lock(mutex_);
-    if (!bus_) bus_ = SessionBus::connect().value_or(nullptr);
+    if (!bus_ && !ended_) bus_ = SessionBus::connect().value_or(nullptr);
     return bus_;
   }
 
   std::mutex mutex_;
   std::shared_ptr<SessionBus> bus_;
+  bool ended_ = false;
 };
+
+BusNotificationCenter& sharedCenter() {
+  // Never destroyed: other threads may still post while the process ends. Only the bus and its thread go.
+  static BusNotificationCenter* const center = [] {
+    auto* made = new BusNotificationCenter;
+    std::atexit([] { sharedCenter().end(); });
+    return made;
+  }();
+  return *center;
+}
 
 }  // namespace
 
-NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter() {
-  // Never destroyed: an observer may run while the process ends.
-  static auto* center = new BusNotificationCenter;
-  return *center;
-}
+NSDistributedNotificationCenter& NSDistributedNotificationCenter::defaultCenter() { return sharedCenter(); }
 
 }  // namespace zelto

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <thread>
 
@@ -18,8 +20,20 @@ namespace zelto::test {
 using Server = ZeltoFileProviderServerInterface;
 using Client = ZeltoFileProviderClientInterface;
 
-inline long entriesIn(const char* folder) {
-  return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+inline long openDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                       std::filesystem::directory_iterator());
+}
+
+// The messaging layer's threads in this process, by their names.
+inline int messagingThreads() {
+  int count = 0;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    if (name.starts_with("xpc.")) ++count;
+  }
+  return count;
 }
 
 // False when it does not come true within half a minute.
@@ -44,7 +58,7 @@ class Acceptor : public NSXPCListenerDelegate {
   Mailbox<Accepted> accepted;
   Mailbox<std::string> invalidations;
   FakeClient client;
-  bool accepts = true;
+  std::atomic<bool> accepts = true;
 
   bool listenerShouldAcceptNewConnection(NSXPCListener&,
                                          const std::shared_ptr<NSXPCConnection>& connection) override {
@@ -53,8 +67,10 @@ class Acceptor : public NSXPCListenerDelegate {
     connection->setRemoteObjectInterface(makeServerInterface());
     connection->setInvalidationHandler([this] { invalidations.put("invalidated"); });
     connection->resume();
+    // The test may go on, and end, as soon as it has the connection.
+    bool answer = accepts;
     accepted.put({connection, connection->remoteObjectProxy<Server>()});
-    return accepts;
+    return answer;
   }
 };
 
@@ -80,8 +96,7 @@ struct Host {
 class ConnectedTest : public testing::Test {
  protected:
   void SetUp() override {
-    threads_ = entriesIn("/proc/self/task");
-    descriptors_ = entriesIn("/proc/self/fd");
+    descriptors_ = openDescriptors();
     auto listener = NSXPCListener::anonymousListener();
     listener->setDelegate(&acceptor);
     listener->resume();
@@ -94,11 +109,9 @@ class ConnectedTest : public testing::Test {
     extension.connection.reset();
     if (host) host->connection->invalidate();
     endpoint.reset();
-    EXPECT_TRUE(eventually([this] { return entriesIn("/proc/self/task") == threads_; }))
-        << "a thread is left";
+    EXPECT_TRUE(eventually([] { return messagingThreads() == 0; })) << "a thread is left";
     host.reset();
-    EXPECT_TRUE(eventually([this] { return entriesIn("/proc/self/fd") == descriptors_; }))
-        << "a descriptor is left";
+    EXPECT_TRUE(eventually([this] { return openDescriptors() == descriptors_; })) << "a descriptor is left";
   }
 
   void connect() {
@@ -114,7 +127,6 @@ class ConnectedTest : public testing::Test {
   Acceptor::Accepted extension;
 
  private:
-  long threads_ = 0;
   long descriptors_ = 0;
 };
 

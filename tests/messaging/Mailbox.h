@@ -12,6 +12,12 @@ namespace zelto::test {
 template <typename T>
 class Mailbox {
  public:
+  Mailbox() = default;
+  // Whoever puts has let go of the lock before the mailbox goes.
+  ~Mailbox() { std::scoped_lock lock(mutex_); }
+  Mailbox(const Mailbox&) = delete;
+  Mailbox& operator=(const Mailbox&) = delete;
+
   void put(T value) {
     std::scoped_lock lock(mutex_);
     values_.push_back(std::move(value));
