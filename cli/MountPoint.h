@@ -17,7 +17,7 @@ std::string resolvedPath(const std::string& path);
 // What may be done with a folder as mount point. A pure decision, from what was found there.
 enum class MountPointUse { take, make, clearStaleMount };
 struct MountPointFinding {
-  std::optional<Mount> mount;
+  std::optional<Mount> mount = {};
   bool processGone = false;  // the mount is ours, of a process that has ended
   bool exists = false;
   bool isFolder = false;

@@ -10,10 +10,10 @@ namespace zelto::cli {
 inline constexpr const char* kDefaultDomain = "default";
 
 struct UpOptions {
-  std::optional<std::string> folder;
-  std::optional<std::string> mountPoint;
-  std::optional<bool> myFiles;
-  std::optional<bool> offlineFiles;
+  std::optional<std::string> folder = {};
+  std::optional<std::string> mountPoint = {};
+  std::optional<bool> myFiles = {};
+  std::optional<bool> offlineFiles = {};
 };
 struct DownOptions {
   bool purge = false;

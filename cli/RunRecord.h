@@ -12,15 +12,15 @@ namespace zelto::cli {
 // What `up` remembers of a running domain, so that `down` and a later `up` find everything again, also
 // after a crash. One file per domain in the runtime directory.
 struct RunRecord {
-  std::string domain;
-  std::string folder;
-  std::string mountPoint;
+  std::string domain = {};
+  std::string folder = {};
+  std::string mountPoint = {};
   bool mountPointMade = false;
-  std::optional<bool> myFiles;
-  std::optional<bool> offlineFiles;
-  std::string busAddress;
-  ProcessIdentity host;
-  ProcessIdentity extension;
+  std::optional<bool> myFiles = {};
+  std::optional<bool> offlineFiles = {};
+  std::string busAddress = {};
+  ProcessIdentity host = {};
+  ProcessIdentity extension = {};
 };
 // The message bus that `up` has started, when there was none.
 struct BusRecord {

@@ -59,13 +59,13 @@ bool writeFile(const std::filesystem::path& path, std::string_view content) {
   return !file.fail();
 }
 
-// Every line tells its own offset, so that whoever reads a range sees whether it is the right one.
+// Lines of 64 bytes that tell their own offset, so that whoever reads a range sees whether it is the right
+// one.
 std::string bigFile() {
   std::string content;
   content.reserve(kBigFileSize);
   while (content.size() < kBigFileSize) {
-    content +=
-        fmt::format("{:012} Zelto sample, a line of sixty-four bytes at this offset.\n", content.size());
+    content += fmt::format("{:012} Zelto sample: this line starts at that very offset\n", content.size());
   }
   content.resize(kBigFileSize);
   return content;

@@ -12,10 +12,10 @@ namespace zelto::cli {
 
 // What `up` was asked for, with paths made absolute; nothing where the user left it open.
 struct UpWish {
-  std::optional<std::string> folder;
-  std::optional<std::string> mountPoint;
-  std::optional<bool> myFiles;
-  std::optional<bool> offlineFiles;
+  std::optional<std::string> folder = {};
+  std::optional<std::string> mountPoint = {};
+  std::optional<bool> myFiles = {};
+  std::optional<bool> offlineFiles = {};
 };
 // What runs already.
 struct UpPresent {

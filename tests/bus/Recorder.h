@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -21,6 +22,16 @@ class Recorder {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, std::chrono::seconds(10), [&] { return values_.size() >= count; });
     return values_;
+  }
+  std::size_t count() {
+    const std::lock_guard lock(mutex_);
+    return values_.size();
+  }
+  // True once the value is among those there, false after ten seconds.
+  bool waitUntil(const Value& value) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10),
+                             [&] { return std::ranges::find(values_, value) != values_.end(); });
   }
 
  private:
