@@ -44,6 +44,9 @@ class JournalChunk {
  public:
   void putNode(const NodeRow& row);
   void putListed(Inode folder);
+  // The node has left its folder, and what is below goes with it; where it stands then a row says later in
+  // the same chunk. Else a removal of that folder in between would take it along.
+  void putDetached(Inode inode);
   // The node with all that is below; `items` and `folders` are what memory knew of that subtree.
   void putRemoval(Inode inode, std::uint64_t items, std::uint64_t folders);
   void putContent(const ContentRow& row);
@@ -60,6 +63,7 @@ class JournalChunk {
     virtual ~Reader() = default;
     virtual bool node(const NodeRow& row) = 0;
     virtual bool listed(Inode folder) = 0;
+    virtual bool detached(Inode inode) = 0;
     virtual bool removal(Inode inode, std::uint64_t items, std::uint64_t folders) = 0;
     virtual bool content(const ContentRow& row) = 0;
     virtual bool contentGone(Inode inode, std::uint64_t generation) = 0;
@@ -69,7 +73,7 @@ class JournalChunk {
   std::optional<NodeRow> find(Inode inode) const;
 
  private:
-  enum class Kind : std::uint32_t { node, listed, removal, content, contentGone };
+  enum class Kind : std::uint32_t { node, listed, detached, removal, content, contentGone };
   void begin(Kind kind, std::size_t bytes);
   static bool readOne(Kind kind, std::string_view record, Reader& reader);
 

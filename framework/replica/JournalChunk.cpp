@@ -70,6 +70,11 @@ void JournalChunk::putListed(Inode folder) {
   putPlain(bytes_, folder);
 }
 
+void JournalChunk::putDetached(Inode inode) {
+  begin(Kind::detached, sizeof inode);
+  putPlain(bytes_, inode);
+}
+
 void JournalChunk::putRemoval(Inode inode, std::uint64_t items, std::uint64_t folders) {
   begin(Kind::removal, sizeof(Removal));
   putPlain(bytes_, Removal{inode, items, folders});
@@ -90,6 +95,7 @@ bool JournalChunk::readOne(Kind kind, std::string_view record, Reader& reader) {
   ByteReader bytes(record);
   if (kind == Kind::node) return reader.node(nodeRow(record));
   if (kind == Kind::listed) return reader.listed(bytes.plain<Inode>());
+  if (kind == Kind::detached) return reader.detached(bytes.plain<Inode>());
   if (kind == Kind::removal) {
     const auto removal = bytes.plain<Removal>();
     return reader.removal(removal.inode, removal.items, removal.folders);

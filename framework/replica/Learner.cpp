@@ -16,13 +16,14 @@ Learner::Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, Con
 void Learner::listing(Slot folder) {
   tree_.loadChildren(folder);
   matchListing(folder);
+  unlinkMoved();
   removeUnseen(folder);
-  const std::size_t missing = batch_.records().size() - table_.childCount(folder);
-  if (batch_.records().size() > table_.childCount(folder)) {
-    table_.reserve(missing);
-    table_.reserveChildren(folder, batch_.records().size());
-    delta_.added.reserve(missing);
-    chunk_.reserve(missing * 192);
+  const std::size_t count = batch_.records().size(), known = table_.childCount(folder);
+  if (count > known) {
+    table_.reserve(count - known);
+    table_.reserveChildren(folder, count);
+    delta_.added.reserve(count - known);
+    chunk_.reserve((count - known) * 192);
   }
   const bool first = !table_[folder].listed;
   table_[folder].listed = true;
@@ -31,8 +32,9 @@ void Learner::listing(Slot folder) {
 }
 
 void Learner::changes(const std::vector<std::string>& deletedIdentifiers) {
-  if (!deletedIdentifiers.empty()) removeDeleted(deletedIdentifiers);
   matchUpdates();
+  unlinkMoved();
+  if (!deletedIdentifiers.empty()) removeDeleted(deletedIdentifiers);
   apply();
 }
 
@@ -42,30 +44,70 @@ void Learner::item(Slot slot) {
   Slot parent = parentOf(record, slot);
   if (parent == kNoSlot || tree_.isBelowOrSelf(parent, slot)) parent = table_[slot].parent;
   match(record, slot, parent);
+  unlinkMoved();
   apply();
 }
 
-// All that moves leaves its place first, so that two items can change places.
-void Learner::apply() {
-  for (const Match& match : matches_) {
-    if (match.inode != 0) unlinkMoved(match);
+// All that moves leaves its place first: two items can change places, and what moves out of a folder that
+// is gone does not go with it. What is to stand below itself waits for others to leave, else it stays.
+void Learner::unlinkMoved() {
+  std::vector<Match*> waiting;
+  for (Match& match : matches_) {
+    if (match.inode != 0 && !leavesPlace(match)) waiting.push_back(&match);
   }
-  for (Match& match : matches_) apply(match);
+  while (std::erase_if(waiting, [this](const Match* match) { return leavesPlace(*match); }) > 0) continue;
+  for (Match* match : waiting) match->refused = true;
+  for (const Inode inode : replaced_) {
+    const Slot slot = table_.slotForInode(inode);
+    if (slot != kNoSlot) remove(slot);
+  }
+}
+
+// True when there is nothing, or no longer anything, in the way of the match.
+bool Learner::leavesPlace(const Match& match) {
+  const Slot slot = table_.slotForInode(match.inode);
+  const Slot parent = match.parent == 0 ? kNoSlot : table_.slotForInode(match.parent);
+  if (slot == kNoSlot || !table_[slot].linked) return true;
+  if (parent != kNoSlot && stands(slot, parent, match.record->name)) return true;
+  if (parent != kNoSlot && tree_.isBelowOrSelf(parent, slot)) return false;
+  unlink(slot);
+  return true;
+}
+
+void Learner::apply() {
+  std::vector<Match*> waiting;
+  for (Match& match : matches_) {
+    if (match.refused) continue;
+    if (match.parent != 0) {
+      apply(match);
+    } else {
+      waiting.push_back(&match);
+    }
+  }
+  while (applyWaiting(waiting)) continue;
+  for (Match* match : waiting) apply(*match);
   for (const Match& match : matches_) {
     const Slot slot = match.inode == 0 ? kNoSlot : table_.slotForInode(match.inode);
     if (slot != kNoSlot) table_[slot].seen = false;
   }
 }
 
+// Those whose folder was not known before this call may find it now. True while there were such.
+bool Learner::applyWaiting(std::vector<Match*>& waiting) {
+  lastParentIdentifier_ = nullptr;
+  return std::erase_if(waiting, [this](Match* match) {
+           const Slot parent =
+               match->record->parentIdentifier->has_value() ? parentOf(*match->record, kNoSlot) : kNoSlot;
+           if (parent == kNoSlot) return false;
+           match->parent = table_[parent].inode;
+           apply(*match);
+           return true;
+         }) > 0;
+}
+
 bool Learner::stands(Slot slot, Slot parent, std::string_view name) const {
   const TableNode& node = table_[slot];
   return node.linked && node.parent == parent && node.name() == name;
-}
-
-void Learner::unlinkMoved(const Match& match) {
-  const Slot slot = table_.slotForInode(match.inode), parent = table_.slotForInode(match.parent);
-  if (slot == kNoSlot || parent == kNoSlot || !table_[slot].linked) return;
-  if (!stands(slot, parent, match.record->name)) unlink(slot);
 }
 
 void Learner::apply(Match& match) {
@@ -177,6 +219,7 @@ void Learner::unlink(Slot slot) {
   if (table_.ownIdentifier(slot).empty()) table_.setOwnIdentifier(slot, tree_.identifier(slot));
   table_.unlink(slot);
   table_[slot].parent = table_.root();
+  chunk_.putDetached(node.inode);
 }
 
 void Learner::remove(Slot slot) {

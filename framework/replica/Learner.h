@@ -34,6 +34,7 @@ class Learner {
     const ItemRecord* record;
     Inode inode;   // 0: a new one
     Inode parent;  // 0: nowhere
+    bool refused = false;
   };
 
   // ---- LearnerMatching.cpp: which node each record is about
@@ -49,7 +50,9 @@ class Learner {
   // ---- Learner.cpp: what becomes of it
   void apply();
   void apply(Match& match);
-  void unlinkMoved(const Match& match);
+  bool applyWaiting(std::vector<Match*>& waiting);
+  void unlinkMoved();
+  bool leavesPlace(const Match& match);
   bool stands(Slot slot, Slot parent, std::string_view name) const;
   bool makeRoom(Slot parent, const ItemRecord& record);
   bool isTaken(const ItemRecord& record, Slot parent);
@@ -70,7 +73,8 @@ class Learner {
   ContentStore& contents_;
   ReplicaCounters& counters_;
   std::vector<Match> matches_;
-  Inode prefixOf_ = 0;  // the folder whose children's prefix is kept
+  std::vector<Inode> replaced_;  // known ones that have become of another kind
+  Inode prefixOf_ = 0;           // the folder whose children's prefix is kept
   std::string prefix_;
   const std::string* lastParentIdentifier_ = nullptr;
   Inode lastParent_ = 0;

@@ -26,7 +26,7 @@ Slot Learner::known(const ItemRecord& record, Slot folder) {
 void Learner::match(const ItemRecord& record, Slot slot, Slot parent) {
   const Inode parentInode = parent == kNoSlot ? 0 : table_[parent].inode;
   if (slot != kNoSlot && table_[slot].kind != record.fields.kind) {
-    remove(slot);
+    replaced_.push_back(table_[slot].inode);
     slot = kNoSlot;
   }
   if (slot != kNoSlot) table_[slot].seen = true;
@@ -74,7 +74,6 @@ void Learner::matchUpdates() {
     const Slot slot = tree_.loadIdentifier(record.identifier);
     const Slot parent = parentOf(record, slot);
     if (slot == kNoSlot && (parent == kNoSlot || !table_[parent].listed)) continue;
-    if (slot != kNoSlot && parent != kNoSlot && tree_.isBelowOrSelf(parent, slot)) continue;
     match(record, slot, parent);
   }
 }

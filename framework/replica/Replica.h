@@ -71,6 +71,7 @@ class Replica {
   struct Counts {
     std::uint64_t items, folders, materialisedFiles, materialisedBytes;  // the root is not counted
   };
+  // What goes with a folder without ever having been loaded is counted until that is written.
   virtual Counts counts() = 0;
 
   // ---- learning

@@ -25,6 +25,7 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
       putNode_(database_.prepare(
           "INSERT OR REPLACE INTO node VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
       putListed_(database_.prepare("UPDATE node SET listed = 1 WHERE inode = ?")),
+      putDetached_(database_.prepare("UPDATE node SET parent = 0 WHERE inode = ?")),
       below_(database_.prepare(
           "WITH RECURSIVE below(inode) AS (VALUES(?) UNION SELECT node.inode FROM node JOIN below "
           "ON node.parent = below.inode) SELECT node.inode, node.kind, content.inode IS NOT NULL "
@@ -91,8 +92,8 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
   failing_ = false;
   templateWritten_ = templateWritten_ || templateInBatch_;
   pause_ = kFirstPause;
-  around_.journal.written(chunks.size());
   removeGone();
+  around_.journal.written(chunks.size());
   return true;
 }
 
@@ -160,6 +161,8 @@ bool ReplicaWriter::node(const NodeRow& row) {
 }
 
 bool ReplicaWriter::listed(Inode folder) { return putListed_.bind(0, folder).run(); }
+
+bool ReplicaWriter::detached(Inode inode) { return putDetached_.bind(0, inode).run(); }
 
 bool ReplicaWriter::removal(Inode inode, std::uint64_t items, std::uint64_t folders) {
   std::vector<Inode> nodes;

@@ -51,6 +51,7 @@ class ReplicaWriter final : private JournalChunk::Reader {
 
   bool node(const NodeRow& row) override;
   bool listed(Inode folder) override;
+  bool detached(Inode inode) override;
   bool removal(Inode inode, std::uint64_t items, std::uint64_t folders) override;
   bool content(const ContentRow& row) override;
   bool contentGone(Inode inode, std::uint64_t generation) override;
@@ -58,7 +59,7 @@ class ReplicaWriter final : private JournalChunk::Reader {
   const Surroundings around_;
   std::mutex databaseMutex_;  // guards database_ and the statements
   Database database_;
-  Statement putNode_, putListed_, below_, dropNode_, dropContents_, putContent_, dropContent_;
+  Statement putNode_, putListed_, putDetached_, below_, dropNode_, dropContents_, putContent_, dropContent_;
   bool templateWritten_;
   bool failing_ = false;
   std::chrono::milliseconds pause_;
