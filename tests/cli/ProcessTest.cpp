@@ -85,16 +85,14 @@ TEST(DetachedProcess, HasNothingOfOurs) {
   ::setenv("KEPT", "kept", 1);
   ::setenv("REPLACED", "old", 1);
   const std::string output = home / "output";
-  const auto process = startDetached({"sh",
-                                      {"-c",
-                                       "echo $KEPT $REPLACED \"$1\"; pwd; ls /proc/$$/fd | tr '\\n' ' '; cut "
-                                       "-d' ' -f6 /proc/$$/stat; echo $$ >&2",
-                                       "sh", "a b"},
-                                      {"REPLACED=new"},
-                                      output});
+  const std::string script =
+      "echo $KEPT $REPLACED \"$1\"; pwd; test -e /proc/$$/fd/$2 && echo inherited; "
+      "cut -d' ' -f6 /proc/$$/stat; readlink /proc/$$/fd/0; echo $$ >&2";
+  const auto process =
+      startDetached({"sh", {"-c", script, "sh", "a b", std::to_string(inherited)}, {"REPLACED=new"}, output});
   ASSERT_TRUE(process) << process.error().message;
   EXPECT_TRUE(waitForEnd(*process, kPatience));
-  EXPECT_EQ(fmt::format("kept new a b\n/\n0 1 2 {0}\n{0}\n", process->pid), test::contentOf(output));
+  EXPECT_EQ(fmt::format("kept new a b\n/\n{0}\n/dev/null\n{0}\n", process->pid), test::contentOf(output));
   ::waitpid(process->pid, nullptr, 0);
   ::close(inherited);
 }
