@@ -79,6 +79,7 @@ FolderWatcher::Listing FolderWatcher::beginListing(const std::string& folder, co
 void FolderWatcher::finishListing(Listing listing, std::expected<BackendListing, NSError> found) {
   std::timespec time{};
   ::clock_gettime(CLOCK_REALTIME, &time);
+  if (found) remember(listing, *found, time);
   post([this, ended = std::move(listing), result = std::move(found), time]() mutable {
     observed(ended, std::move(result), time);
   });

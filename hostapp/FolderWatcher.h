@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "hostapp/HostStore.h"
@@ -50,7 +51,8 @@ class FolderWatcher {
   void stop();
 
   // A listing is announced before the folder is read, and ends with what was read. What happens in
-  // between is not lost.
+  // between is not lost. A folder listed for the first time is in the store when `finishListing` returns:
+  // a host that is killed after its answer knows at its next start what the extension has seen.
   struct Listing {
     std::string folder;
     std::string view;
@@ -79,6 +81,7 @@ class FolderWatcher {
   };
 
   void onEvent(FolderEvent event);
+  void remember(const Listing& listing, const BackendListing& found, std::timespec time);
   void post(std::move_only_function<void()> task);
 
   void run();
@@ -115,6 +118,7 @@ class FolderWatcher {
   std::vector<FolderEvent> events_;
   std::deque<std::move_only_function<void()>> tasks_;
   std::unordered_map<std::string, int> listingsUnderWay_;
+  std::unordered_set<std::string> stored_;  // the folders that the store knows
   std::uint64_t lastListing_ = 0;
   bool stopping_ = false;
   Counts counts_;

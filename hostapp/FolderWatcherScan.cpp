@@ -10,9 +10,8 @@ namespace zelto {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 
-constexpr seconds kSaveDelay{1};
+constexpr milliseconds kSaveDelay{200};
 
 std::timespec systemTime() {
   std::timespec now{};
@@ -34,6 +33,16 @@ void keepShown(const std::string& folder, std::vector<std::optional<BackendEntry
 }
 
 }  // namespace
+
+void FolderWatcher::remember(const Listing& listing, const BackendListing& found, std::timespec time) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!stored_.insert(listing.folder).second) return;
+  }
+  auto entries = found.entries;
+  keepShown(listing.folder, entries);
+  store_->addFolder({listing.folder, found.inode, {listing.view}, FolderSnapshot::ofEntries(entries, time)});
+}
 
 void FolderWatcher::processDirty() {
   std::vector<PathChange> changes;
@@ -134,6 +143,10 @@ void FolderWatcher::report(const std::string& folder, const KnownFolder& known,
 void FolderWatcher::forget(const std::string& folder) {
   const auto forgotten = known_.remove(folder);
   for (const auto& path : forgotten) {
+    {
+      const std::lock_guard lock(mutex_);
+      stored_.erase(path);
+    }
     backend_->unwatch(path);
     toSave_.erase(path);
     dirty_.erase(path);
@@ -152,6 +165,10 @@ void FolderWatcher::watchFolder(const std::string& folder, KnownFolder& known) {
 
 void FolderWatcher::takeUp(std::vector<StoredFolder> stored) {
   for (auto& folder : stored) {
+    {
+      const std::lock_guard lock(mutex_);
+      stored_.insert(folder.path);
+    }
     auto& known = known_.add(folder.path);
     known.stored = std::move(folder);
     markDirty(known.stored.path, "");
@@ -212,10 +229,9 @@ void FolderWatcher::deliver(std::vector<PathChange> changes) {
 
 // A large folder is stored more rarely.
 void FolderWatcher::markForSaving(const std::string& folder, std::size_t size) {
-  const auto delay = kSaveDelay + milliseconds(size / 10);
+  const auto delay = kSaveDelay + milliseconds(size / 50);
   toSave_.insert(folder);
-  if (saveAt_ == Clock::time_point::max()) saveAt_ = Clock::now();
-  saveAt_ = std::max(saveAt_, Clock::now() + delay);
+  saveAt_ = std::min(saveAt_, Clock::now() + delay);
 }
 
 void FolderWatcher::save() {

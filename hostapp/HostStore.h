@@ -61,6 +61,8 @@ class HostStore {
   void removeMark(MarkKind kind, const std::string& name);
 
   std::vector<StoredFolder> folders();
+  // Keeps a folder that is not in the store yet; one that is stays as it is.
+  void addFolder(const StoredFolder& folder);
   void saveFolders(const std::vector<const StoredFolder*>& folders);
   void removeFolders(const std::vector<std::string>& paths);
 

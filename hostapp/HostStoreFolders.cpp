@@ -20,6 +20,13 @@ std::vector<std::string> split(std::string_view text) {
   return views;
 }
 
+Statement& bindFolder(Statement& insert, const StoredFolder& folder) {
+  return insert.bind(1, folder.path)
+      .bind(2, static_cast<std::int64_t>(folder.inode))
+      .bind(3, joined(folder.views))
+      .bindBlob(4, folder.snapshot.encoded());
+}
+
 }  // namespace
 
 // A snapshot that cannot be read counts as empty: everything in the folder is then reported anew.
@@ -34,17 +41,19 @@ std::vector<StoredFolder> HostStore::folders() {
   return found;
 }
 
+void HostStore::addFolder(const StoredFolder& folder) {
+  const std::lock_guard lock(mutex_);
+  auto insert = database_.prepare("INSERT OR IGNORE INTO folders VALUES(?,?,?,?)");
+  note(bindFolder(insert, folder).run());
+}
+
 void HostStore::saveFolders(const std::vector<const StoredFolder*>& folders) {
   if (folders.empty()) return;
   const std::lock_guard lock(mutex_);
   Transaction transaction(database_);
   auto insert = database_.prepare("INSERT OR REPLACE INTO folders VALUES(?,?,?,?)");
   for (const auto* folder : folders) {
-    note(insert.bind(1, folder->path)
-             .bind(2, static_cast<std::int64_t>(folder->inode))
-             .bind(3, joined(folder->views))
-             .bindBlob(4, folder->snapshot.encoded())
-             .run());
+    note(bindFolder(insert, *folder).run());
     insert.reset();
   }
   note(transaction.commit());

@@ -3,9 +3,15 @@
 #include <cerrno>
 #include <vector>
 
+#include "framework/volume/CallerSignals.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
+namespace {
+
+constexpr std::chrono::milliseconds kNextLook{50};
+
+}  // namespace
 
 void KernelRequest::done(int error) {
   if (answered_.exchange(true, std::memory_order_acq_rel)) return;
@@ -44,9 +50,6 @@ std::shared_ptr<KernelRequest> KernelRequests::hold(fuse_req_t request, KernelRe
   watch(held, Deadlines::Clock::now() + limit_);
   // The number travels instead of a pointer: the callback may come when the request is gone.
   fuse_req_interrupt_func(request, &KernelRequests::interrupted, reinterpret_cast<void*>(held->id_));
-  auto expected = KernelRequest::Registration::underWay;
-  if (!held->registration_.compare_exchange_strong(expected, KernelRequest::Registration::done))
-    held->done(EINTR);
   return held;
 }
 
@@ -66,13 +69,19 @@ void KernelRequests::deadlinePassed(const std::shared_ptr<KernelRequest>& reques
 }
 
 void KernelRequests::interrupted(fuse_req_t request, void* data) {
+  // The library calls this with the request's lock held, also from within the registration: the answer
+  // comes from another thread.
   auto& requests = static_cast<Volume*>(fuse_req_userdata(request))->kernelRequests();
-  const auto held = requests.find(reinterpret_cast<std::uint64_t>(data));
-  auto expected = KernelRequest::Registration::underWay;
-  if (held && held->registration_.compare_exchange_strong(expected, KernelRequest::Registration::interrupted))
-    return;
-  // Answered from within the callback, which holds the request's lock: `done` would wait for itself.
-  if (held && !held->answered_.exchange(true, std::memory_order_acq_rel)) held->finish(EINTR);
+  requests.deadlines_.schedule(
+      Deadlines::Clock::now(),
+      [&requests, id = reinterpret_cast<std::uint64_t>(data)] { requests.lookAtCaller(id); });
+}
+
+void KernelRequests::lookAtCaller(std::uint64_t id) {
+  const auto held = find(id);
+  if (!held) return;
+  if (isAskedToEnd(held->caller_)) return held->done(EINTR);
+  deadlines_.schedule(Deadlines::Clock::now() + kNextLook, [this, id] { lookAtCaller(id); });
 }
 
 std::shared_ptr<KernelRequest> KernelRequests::find(std::uint64_t id) const {

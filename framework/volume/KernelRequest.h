@@ -31,18 +31,19 @@ class KernelRequest final : public Waiter, public std::enable_shared_from_this<K
  private:
   friend class KernelRequests;
   KernelRequest(KernelRequests& requests, fuse_req_t request, std::uint64_t id, Answer answer)
-      : requests_(requests), request_(request), id_(id), answer_(std::move(answer)) {}
+      : requests_(requests),
+        request_(request),
+        id_(id),
+        caller_(fuse_req_ctx(request)->pid),
+        answer_(std::move(answer)) {}
 
   void finish(int error);
 
   KernelRequests& requests_;
   const fuse_req_t request_;
   const std::uint64_t id_;
+  const pid_t caller_;
   Answer answer_;
-  // An interrupt that comes while the callback is being set must not answer from within the library's
-  // own hands; it is left for `hold` to find.
-  enum class Registration : std::uint8_t { underWay, done, interrupted };
-  std::atomic<Registration> registration_ = Registration::underWay;
   std::atomic<bool> answered_ = false;
   std::atomic<Deadlines::Clock::rep> lastProgress_ = 0;
   std::atomic<Deadlines::Ticket> deadline_ = 0;
@@ -65,6 +66,9 @@ class KernelRequests {
 
   static void interrupted(fuse_req_t request, void* data);
   std::shared_ptr<KernelRequest> find(std::uint64_t id) const;
+  // Ends the wait when the caller is asked to end, else looks again after a while: the kernel tells of an
+  // interrupt once, whatever signal comes later.
+  void lookAtCaller(std::uint64_t id);
   void watch(const std::shared_ptr<KernelRequest>& request, Deadlines::Clock::time_point when);
   void deadlinePassed(const std::shared_ptr<KernelRequest>& request);
 
