@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,16 @@ class FakeServer : public ZeltoFileProviderServerInterface {
   Mailbox<ErrorReply> errors;
   Mailbox<DownloadReply> downloads;
   Mailbox<RangeReply> ranges;
+
   // Returned by the operations that have one.
-  std::shared_ptr<NSProgress> progress = NSProgress::create();
+  std::shared_ptr<NSProgress> progress() const {
+    std::scoped_lock lock(mutex_);
+    return progress_;
+  }
+  void setProgress(std::shared_ptr<NSProgress> progress) {
+    std::scoped_lock lock(mutex_);
+    progress_.swap(progress);
+  }
 
   void enumeratorInvalidatedPath(const std::string& path) override { note("invalidated {}", path); }
   void retrieveChangesWithCompletion(ChangesReply completion) override {
@@ -77,37 +86,37 @@ class FakeServer : public ZeltoFileProviderServerInterface {
     files.put(std::move(completion));
     note("upload {} {} {} {}", path, contentUrl ? contentUrl->path() : "-", creating,
          modifiedDate ? fmt::format("{}", modifiedDate->timeIntervalSinceReferenceDate()) : "-");
-    return progress;
+    return progress();
   }
   std::shared_ptr<NSProgress> createDirectoryWithPath(const std::string& path, bool mayExist,
                                                       FileReply completion) override {
     files.put(std::move(completion));
     note("create {} {}", path, mayExist);
-    return progress;
+    return progress();
   }
   std::shared_ptr<NSProgress> deleteItemWithPath(const std::string& path,
                                                  ErrorReply completionHandler) override {
     errors.put(std::move(completionHandler));
     note("delete {}", path);
-    return progress;
+    return progress();
   }
   std::shared_ptr<NSProgress> moveItemWithPath(const std::string& path, const std::string& destination,
                                                FileReply completion) override {
     files.put(std::move(completion));
     note("move {} {}", path, destination);
-    return progress;
+    return progress();
   }
   std::shared_ptr<NSProgress> downloadItemWithPath(const std::string& path,
                                                    DownloadReply completion) override {
     downloads.put(std::move(completion));
     note("download {}", path);
-    return progress;
+    return progress();
   }
   std::shared_ptr<NSProgress> downloadItemWithPath(const std::string& path, NSRange range,
                                                    std::int64_t alignment, RangeReply completion) override {
     ranges.put(std::move(completion));
     note("range {} {}+{} {}", path, range.location, range.length, alignment);
-    return progress;
+    return progress();
   }
   void logMessage(const std::string& message, const std::string& level, const std::string& date, bool verbose,
                   std::int32_t pid) override {
@@ -115,6 +124,9 @@ class FakeServer : public ZeltoFileProviderServerInterface {
   }
 
  private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<NSProgress> progress_ = NSProgress::create();
+
   template <typename... Values>
   void note(fmt::format_string<Values...> text, Values&&... values) {
     calls.put(fmt::format(text, std::forward<Values>(values)...));

@@ -21,12 +21,12 @@ class Progress : public ConnectedTest {
 };
 
 TEST_F(Progress, FollowsTheHostsAndIsExactAtTheReply) {
-  fake().progress->setTotalUnitCount(1'000'000);
+  fake().progress()->setTotalUnitCount(1'000'000);
   auto progress = start();
   ASSERT_TRUE(eventually([&] { return progress->totalUnitCount() == 1'000'000; }));
   Mailbox<std::int64_t> seen;
   progress->setChangeHandler([&seen](const NSProgress& now) { seen.put(now.completedUnitCount()); });
-  for (int i = 1; i <= 500'000; ++i) fake().progress->setCompletedUnitCount(i);
+  for (int i = 1; i <= 500'000; ++i) fake().progress()->setCompletedUnitCount(i);
   finish();
   EXPECT_EQ(1'000'000, progress->totalUnitCount());
   EXPECT_EQ(500'000, progress->completedUnitCount());
@@ -43,7 +43,7 @@ TEST_F(Progress, UpdatesArriveWhileTheWorkGoesOn) {
   progress->setChangeHandler([&seen](const NSProgress& now) { seen.put(now.totalUnitCount()); });
   // The host returns its progress after it has noted the call; until then changes have no way to us.
   ASSERT_TRUE(eventually([&] {
-    fake().progress->setTotalUnitCount(fake().progress->totalUnitCount() + 1);
+    fake().progress()->setTotalUnitCount(fake().progress()->totalUnitCount() + 1);
     return !seen.empty();
   }));
   finish();
@@ -52,11 +52,11 @@ TEST_F(Progress, UpdatesArriveWhileTheWorkGoesOn) {
 
 TEST_F(Progress, CancellingReachesTheHostsProgressOnce) {
   Mailbox<bool> cancelled;
-  fake().progress->setCancellationHandler([&cancelled] { cancelled.put(true); });
+  fake().progress()->setCancellationHandler([&cancelled] { cancelled.put(true); });
   auto progress = start();
   progress->cancel();
   EXPECT_NO_THROW(cancelled.take());
-  EXPECT_TRUE(fake().progress->isCancelled());
+  EXPECT_TRUE(fake().progress()->isCancelled());
   EXPECT_TRUE(replies.empty()) << "cancelling does not answer for the host";
   finish();
 }
@@ -64,7 +64,7 @@ TEST_F(Progress, CancellingReachesTheHostsProgressOnce) {
 TEST_F(Progress, NothingTravelsOnceTheCallIsAnswered) {
   auto progress = start();
   finish();
-  auto left = fake().progress;
+  auto left = fake().progress();
   left->setTotalUnitCount(77);
   progress->cancel();
   server().refreshMyFiles();
@@ -75,7 +75,7 @@ TEST_F(Progress, NothingTravelsOnceTheCallIsAnswered) {
 }
 
 TEST_F(Progress, AHostWithoutAProgressIsNoProblem) {
-  fake().progress = nullptr;
+  fake().setProgress(nullptr);
   auto progress = start();
   progress->cancel();
   finish();

@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include "host/wire/FileProvider.capnp.h"
 #include "host/wire/Interfaces.h"
+#include "host/wire/MessageCodec.h"
 #include "platform/messaging/DescriptorSocket.h"
 #include "platform/messaging/Frame.h"
 #include "platform/messaging/FrameReader.h"
@@ -17,6 +19,10 @@
 #include "tests/messaging/FakeServer.h"
 
 namespace zelto::test {
+
+inline std::vector<std::uint64_t> pathBody(const std::string& path = "/p") {
+  return wire::encodeMessage<wire::Path>(0, [&](wire::Path::Builder out, auto&) { out.setPath(path); })->body;
+}
 
 // A real connection whose peer is the test itself, byte by byte. Both directions speak the server
 // interface, so that calls as well as replies can be forged.
