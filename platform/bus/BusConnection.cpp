@@ -1,5 +1,6 @@
 #include "platform/bus/BusConnection.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <future>
@@ -13,6 +14,8 @@
 namespace zelto {
 
 namespace {
+
+constexpr std::chrono::seconds kRuleLimit{10};
 
 // The process's signals belong to its other threads.
 std::thread startQuietly(std::shared_ptr<BusCore> core) {
@@ -90,7 +93,9 @@ void BusConnection::call(const Target& target, const std::string& method, const 
 // bus thread.
 template <typename Entry>
 std::shared_ptr<void> BusConnection::listen(std::shared_ptr<Entry> entry) {
-  core_->queue()->post([core = core_, entry] { core->matches().add(entry); }, BusTaskQueue::Limit::always);
+  const auto refused = core_->queue()->post([core = core_, entry] { core->matches().add(entry); },
+                                            BusTaskQueue::Limit::always);
+  if (refused) return nullptr;
   const std::weak_ptr<BusCore> weak = core_;
   return {static_cast<void*>(entry.get()), [weak, entry](void*) {
             entry->wanted = false;
@@ -111,7 +116,10 @@ std::shared_ptr<void> BusConnection::matchSignal(
   if (auto rule = signalRule(path, interface, name)) match->rule = std::move(*rule);
   match->handler = std::move(handler);
   if (match->rule.empty()) return match;  // nothing can match a malformed rule
-  return listen(std::move(match));
+  const auto settled = match->settled.get_future();
+  auto handle = listen(match);
+  if (handle && !core_->onBusThread()) settled.wait_for(kRuleLimit);
+  return handle;
 }
 
 std::shared_ptr<void> BusConnection::watchName(const std::string& name,
@@ -119,7 +127,9 @@ std::shared_ptr<void> BusConnection::watchName(const std::string& name,
   auto watch = std::make_shared<BusNameWatch>();
   watch->name = name;
   watch->handler = std::move(handler);
-  return listen(std::move(watch));
+  auto handle = listen(watch);
+  if (!handle) watch->handler(false);  // no bus, no names
+  return handle;
 }
 
 }  // namespace zelto

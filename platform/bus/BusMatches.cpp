@@ -1,6 +1,7 @@
 #include "platform/bus/BusMatches.h"
 
 #include <cstdio>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -11,17 +12,21 @@ namespace zelto {
 namespace {
 
 // Without a callback for the answer the library closes the connection when the bus refuses a rule.
-int ruleAnswered(sd_bus_message* message, void* /*userdata*/, sd_bus_error* /*error*/) {
-  if (sd_bus_message_is_method_error(message, nullptr) > 0) {
-    fmt::print(stderr, "zelto: the message bus refuses a match rule: {}\n",
-               errorFromBus(*sd_bus_message_get_error(message)).localizedDescription());
-  }
+void reportRefusal(sd_bus_message* answer) {
+  if (sd_bus_message_is_method_error(answer, nullptr) <= 0) return;
+  fmt::print(stderr, "zelto: the message bus refuses a match rule: {}\n",
+             errorFromBus(*sd_bus_message_get_error(answer)).localizedDescription());
+}
+
+int watchAnswered(sd_bus_message* message, void* /*userdata*/, sd_bus_error* /*error*/) {
+  reportRefusal(message);
   return 1;
 }
 
-BusSlot addRule(sd_bus* bus, const std::string& rule, sd_bus_message_handler_t handler, void* userdata) {
+BusSlot addRule(sd_bus* bus, const std::string& rule, sd_bus_message_handler_t handler,
+                sd_bus_message_handler_t answered, void* userdata) {
   sd_bus_slot* slot = nullptr;
-  if (sd_bus_add_match_async(bus, &slot, rule.c_str(), handler, &ruleAnswered, userdata) < 0) return nullptr;
+  if (sd_bus_add_match_async(bus, &slot, rule.c_str(), handler, answered, userdata) < 0) return nullptr;
   return BusSlot(slot);
 }
 
@@ -43,8 +48,20 @@ void BusMatches::add(std::shared_ptr<BusMatch> match) {
   auto listening = std::make_unique<Listening>();
   listening->match = std::move(match);
   const BusMatch* key = listening->match.get();
-  listening->slot = addRule(bus_, key->rule, &BusMatches::signalled, listening.get());
+  listening->slot =
+      addRule(bus_, key->rule, &BusMatches::signalled, &BusMatches::ruleAnswered, listening.get());
+  if (!listening->slot) listening->settle();
   matches_.emplace(key, std::move(listening));
+}
+
+void BusMatches::Listening::settle() {
+  if (!std::exchange(isSettled, true)) match->settled.set_value();
+}
+
+int BusMatches::ruleAnswered(sd_bus_message* message, void* userdata, sd_bus_error* /*error*/) {
+  reportRefusal(message);
+  static_cast<Listening*>(userdata)->settle();
+  return 1;
 }
 
 int BusMatches::signalled(sd_bus_message* message, void* userdata, sd_bus_error* /*error*/) {
@@ -67,7 +84,7 @@ void BusMatches::add(std::shared_ptr<BusNameWatch> watch) {
                             "DBus',interface='org.freedesktop.DBus',member='NameOwnerChanged',"
                             "arg0='{}'",
                             key->name),
-                &BusMatches::ownerChanged, watching.get());
+                &BusMatches::ownerChanged, &watchAnswered, watching.get());
     sd_bus_slot* slot = nullptr;
     sd_bus_call_method_async(bus_, &slot, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                              "org.freedesktop.DBus", "GetNameOwner", &BusMatches::ownerTold, watching.get(),
@@ -105,6 +122,7 @@ void BusMatches::lost() {
 }
 
 void BusMatches::clear() {
+  for (auto& [key, listening] : matches_) listening->settle();
   matches_.clear();
   watches_.clear();
 }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <string>
@@ -17,6 +18,8 @@ struct BusMatch {
   std::string rule;  // in D-Bus notation
   std::function<void(const std::string& sender, BusArguments)> handler;
   std::atomic<bool> wanted = true;
+  // Kept once the bus has the rule, has refused it, or is gone.
+  std::promise<void> settled;
 };
 
 // One watched name.
@@ -48,8 +51,11 @@ class BusMatches {
 
  private:
   struct Listening {
+    void settle();
+
     std::shared_ptr<BusMatch> match;
     BusSlot slot;
+    bool isSettled = false;
   };
   struct Watching {
     std::shared_ptr<BusNameWatch> watch;
@@ -58,6 +64,7 @@ class BusMatches {
     std::optional<bool> present;
   };
 
+  static int ruleAnswered(sd_bus_message* message, void* userdata, sd_bus_error* error);
   static int signalled(sd_bus_message* message, void* userdata, sd_bus_error* error);
   static int ownerChanged(sd_bus_message* message, void* userdata, sd_bus_error* error);
   static int ownerTold(sd_bus_message* message, void* userdata, sd_bus_error* error);

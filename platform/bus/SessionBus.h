@@ -84,6 +84,8 @@ class SessionBus {
   // The handler runs for each such signal from anybody, until the returned handle is dropped; one that is
   // running on the bus thread just then may still end. An empty path, interface or name matches any. The
   // same holds for watchName. When the bus itself is lost, every name is reported as lost.
+  // BLOCKS: until the bus knows what is wanted, so that no signal sent after the return is missed (not on
+  // the bus thread, where it returns at once; nor in watchName).
   virtual std::shared_ptr<void> matchSignal(
       const std::string& path, const std::string& interface, const std::string& name,
       std::function<void(const std::string& sender, BusArguments)> handler) = 0;
