@@ -61,7 +61,7 @@ class DownloadJob : public std::enable_shared_from_this<DownloadJob> {
       if (::ftruncate(file_->descriptor(), 0) != 0) return backendError(errno, request_.path);
       return std::nullopt;
     }
-    auto file = TransferFile::make(parts_->directory, parts_->store);
+    auto file = TransferFile::make(parts_->directory);
     if (!file) return file.error();
     file_.emplace(std::move(*file));
     return std::nullopt;

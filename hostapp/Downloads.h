@@ -19,7 +19,6 @@ class Downloads {
  public:
   struct Parts {
     std::shared_ptr<ServerBackend> backend;
-    std::shared_ptr<HostStore> store;
     std::shared_ptr<CallCounters> counters;
     WorkerPool* pool;  // OWNER: the host; outlives the downloads
     std::string directory;

@@ -12,6 +12,7 @@ using std::chrono::milliseconds;
 
 // A change is reported once nothing has happened for the short time, at the latest after the long one.
 constexpr milliseconds kQuiet{40};
+constexpr milliseconds kLinger{5};
 constexpr milliseconds kLongest{200};
 constexpr std::size_t kMostEvents = 100'000;
 constexpr std::size_t kMostNames = 1'000;
@@ -58,31 +59,31 @@ void FolderWatcher::onEvent(FolderEvent event) {
 }
 
 void FolderWatcher::post(std::move_only_function<void()> task) {
+  bool first = false;
   {
     const std::lock_guard lock(mutex_);
+    first = tasks_.empty();
     tasks_.push_back(std::move(task));
   }
-  wake_.notify_all();
+  if (first) wake_.notify_all();
 }
 
 FolderWatcher::Listing FolderWatcher::beginListing(const std::string& folder, const std::string& view) {
-  Listing listing{folder, view, 0};
+  Listing listing{folder, view};
   {
     const std::lock_guard lock(mutex_);
     ++listingsUnderWay_[folder];
     listing.number = ++lastListing_;
   }
-  backend_->watch(folder);
+  listing.watched = backend_->watch(folder);
   return listing;
 }
 
-void FolderWatcher::finishListing(Listing listing, std::expected<BackendListing, NSError> found) {
-  std::timespec time{};
-  ::clock_gettime(CLOCK_REALTIME, &time);
-  if (found) remember(listing, *found, time);
-  post([this, ended = std::move(listing), result = std::move(found), time]() mutable {
-    observed(ended, std::move(result), time);
-  });
+void FolderWatcher::finishListing(const Listing& listing,
+                                  const std::expected<BackendListing, NSError>& found) {
+  auto seen = seenIn(listing.folder, found);
+  if (seen) remember(listing, *seen);
+  post([this, listing, ended = std::move(seen)]() mutable { observed(listing, std::move(ended)); });
 }
 
 void FolderWatcher::rescan(const std::string& folder) {
@@ -114,7 +115,7 @@ void FolderWatcher::run() {
     if (now >= saveAt_) save();
     const std::lock_guard lock(mutex_);
     counts_.folders = known_.size();
-    counts_.unwatched = known_.unwatched();
+    counts_.unwatched = complained_ ? known_.unwatched() : 0;
   }
 }
 
@@ -134,6 +135,8 @@ bool FolderWatcher::waitForWork() {
   } else {
     wake_.wait_until(lock, deadline, work);
   }
+  // Listings and events come in bursts: one turn for each burst.
+  wake_.wait_for(lock, kLinger, [this] { return stopping_; });
   return !stopping_;
 }
 

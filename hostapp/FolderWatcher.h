@@ -51,15 +51,16 @@ class FolderWatcher {
   void stop();
 
   // A listing is announced before the folder is read, and ends with what was read. What happens in
-  // between is not lost. A folder listed for the first time is in the store when `finishListing` returns:
+  // between is not lost. A folder listed for the first time is on disk when `finishListing` returns:
   // a host that is killed after its answer knows at its next start what the extension has seen.
   struct Listing {
     std::string folder;
     std::string view;
     std::uint64_t number = 0;
+    bool watched = false;  // from before the folder was read
   };
   Listing beginListing(const std::string& folder, const std::string& view);
-  void finishListing(Listing listing, std::expected<BackendListing, NSError> found);
+  void finishListing(const Listing& listing, const std::expected<BackendListing, NSError>& found);
 
   // Compares a folder, or every known one, with the server now.
   void rescan(const std::string& folder);
@@ -75,13 +76,18 @@ class FolderWatcher {
 
  private:
   using Clock = std::chrono::steady_clock;
+  // A folder as it was listed.
+  struct Seen {
+    std::uint64_t inode;
+    FolderSnapshot snapshot;
+  };
   struct Dirty {
     bool all = false;
     std::set<std::string> names;
   };
 
   void onEvent(FolderEvent event);
-  void remember(const Listing& listing, const BackendListing& found, std::timespec time);
+  void remember(const Listing& listing, const Seen& seen);
   void post(std::move_only_function<void()> task);
 
   void run();
@@ -101,7 +107,10 @@ class FolderWatcher {
   void forget(const std::string& folder);
   void watchFolder(const std::string& folder, KnownFolder& known);
   void takeUp(std::vector<StoredFolder> stored);
-  void observed(const Listing& listing, std::expected<BackendListing, NSError> found, std::timespec time);
+  static std::expected<Seen, NSError> seenIn(const std::string& folder,
+                                             const std::expected<BackendListing, NSError>& found);
+  void observed(const Listing& listing, std::expected<Seen, NSError> seen);
+  void observedFirst(const Listing& listing, Seen seen);
   void observedAgain(const Listing& listing, KnownFolder& known, FolderSnapshot seen);
   void deliver(std::vector<PathChange> changes);
   void markForSaving(const std::string& folder, std::size_t size);

@@ -34,14 +34,21 @@ void keepShown(const std::string& folder, std::vector<std::optional<BackendEntry
 
 }  // namespace
 
-void FolderWatcher::remember(const Listing& listing, const BackendListing& found, std::timespec time) {
+std::expected<FolderWatcher::Seen, NSError> FolderWatcher::seenIn(
+    const std::string& folder, const std::expected<BackendListing, NSError>& found) {
+  if (!found) return std::unexpected(found.error());
+  if (!folder.empty()) return Seen{found->inode, FolderSnapshot::ofEntries(found->entries, systemTime())};
+  auto shown = found->entries;
+  keepShown(folder, shown);
+  return Seen{found->inode, FolderSnapshot::ofEntries(shown, systemTime())};
+}
+
+void FolderWatcher::remember(const Listing& listing, const Seen& seen) {
   {
     const std::lock_guard lock(mutex_);
     if (!stored_.insert(listing.folder).second) return;
   }
-  auto entries = found.entries;
-  keepShown(listing.folder, entries);
-  store_->addFolder({listing.folder, found.inode, {listing.view}, FolderSnapshot::ofEntries(entries, time)});
+  store_->addFolder({listing.folder, seen.inode, {listing.view}, seen.snapshot});
 }
 
 void FolderWatcher::processDirty() {
@@ -170,41 +177,42 @@ void FolderWatcher::takeUp(std::vector<StoredFolder> stored) {
       stored_.insert(folder.path);
     }
     auto& known = known_.add(folder.path);
+    toSave_.insert(folder.path);
     known.stored = std::move(folder);
     markDirty(known.stored.path, "");
   }
   if (known_.find("") != nullptr) return;
   // The first run: what is there now is what the extension will see.
   auto listing = beginListing("", std::string(kServerView));
-  observed(listing, backend_->list(""), systemTime());
+  observed(listing, seenIn("", backend_->list("")));
 }
 
-void FolderWatcher::observed(const Listing& listing, std::expected<BackendListing, NSError> found,
-                             std::timespec time) {
+void FolderWatcher::observed(const Listing& listing, std::expected<Seen, NSError> seen) {
   {
     const std::lock_guard lock(mutex_);
     const auto underWay = listingsUnderWay_.find(listing.folder);
     if (--underWay->second == 0) listingsUnderWay_.erase(underWay);
   }
   auto* known = known_.find(listing.folder);
-  if (!found) {
+  if (!seen) {
     if (known != nullptr) return markDirty(listing.folder, "");
     return backend_->unwatch(listing.folder);
   }
-  keepShown(listing.folder, found->entries);
-  auto snapshot = FolderSnapshot::ofEntries(found->entries, time);
-  if (known != nullptr) {
-    known->addView(listing.view);
-    if (known->stored.inode != found->inode) watchFolder(listing.folder, *known);
-    known->stored.inode = found->inode;
-    return observedAgain(listing, *known, std::move(snapshot));
-  }
+  if (known == nullptr) return observedFirst(listing, *std::move(seen));
+  known->addView(listing.view);
+  if (known->stored.inode != seen->inode) watchFolder(listing.folder, *known);
+  known->stored.inode = seen->inode;
+  observedAgain(listing, *known, std::move(seen->snapshot));
+}
+
+void FolderWatcher::observedFirst(const Listing& listing, Seen seen) {
   auto& added = known_.add(listing.folder);
   added.addView(listing.view);
   added.listing = listing.number;
-  added.stored.inode = found->inode;
-  added.stored.snapshot = std::move(snapshot);
-  watchFolder(listing.folder, added);
+  added.watched = listing.watched;
+  added.stored.inode = seen.inode;
+  added.stored.snapshot = std::move(seen.snapshot);
+  if (!added.watched) watchFolder(listing.folder, added);
   markForSaving(listing.folder, added.stored.snapshot.size());
 }
 

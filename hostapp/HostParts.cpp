@@ -12,7 +12,8 @@ constexpr std::size_t kDownloadThreads = 2;
 }  // namespace
 
 std::shared_ptr<HostParts> HostParts::make(Given given) {
-  removeLeftTransfers(given.groupDirectory, *given.store);
+  const std::string downloads = given.groupDirectory + "/host";
+  prepareTransferFolder(downloads);
   auto parts = std::make_shared<HostParts>();
   auto& p = *parts;
   p.backend = given.backend;
@@ -34,8 +35,7 @@ std::shared_ptr<HostParts> HostParts::make(Given given) {
   p.listings = std::make_shared<Listings>(
       Listings::Parts{p.backend, p.markedItems, p.mode, p.resolver, p.watcher, p.log});
   p.marks = std::make_shared<MarkActions>(p.backend, p.markedItems, p.resolver, p.publisher, p.watcher);
-  p.downloads = std::make_shared<Downloads>(
-      Downloads::Parts{p.backend, p.store, p.counters, p.pool.get(), std::move(given.groupDirectory)});
+  p.downloads = std::make_shared<Downloads>(Downloads::Parts{p.backend, p.counters, p.pool.get(), downloads});
   return parts;
 }
 

@@ -14,7 +14,6 @@ CREATE TABLE IF NOT EXISTS marks(kind INTEGER, name TEXT, path TEXT, folder INTE
                                  PRIMARY KEY(kind, name)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS folders(path TEXT PRIMARY KEY, inode INTEGER, views TEXT, snapshot BLOB);
 CREATE TABLE IF NOT EXISTS changes(identifier TEXT PRIMARY KEY, kind INTEGER) WITHOUT ROWID;
-CREATE TABLE IF NOT EXISTS transfers(name TEXT PRIMARY KEY) WITHOUT ROWID;
 )";
 
 std::expected<Database, std::string> openWithSchema(const std::string& path) {
@@ -38,7 +37,7 @@ std::expected<std::shared_ptr<HostStore>, NSError> HostStore::open(const std::st
     database = openWithSchema(path);
   }
   if (!database) return std::unexpected(cocoaError(kReadUnknownError, path + ": " + database.error()));
-  return std::shared_ptr<HostStore>(new HostStore(std::move(*database)));
+  return std::shared_ptr<HostStore>(new HostStore(std::move(*database), path));
 }
 
 std::optional<HostMode> HostStore::mode() {
@@ -118,24 +117,6 @@ void HostStore::removeChanges(const std::vector<std::string>& identifiers) {
 void HostStore::clearChanges() {
   const std::lock_guard lock(mutex_);
   note(database_.execute("DELETE FROM changes"));
-}
-
-std::vector<std::string> HostStore::transfers() {
-  const std::lock_guard lock(mutex_);
-  std::vector<std::string> names;
-  auto query = database_.prepare("SELECT name FROM transfers");
-  while (query.step()) names.push_back(query.bytes(0));
-  return names;
-}
-
-void HostStore::addTransfer(const std::string& name) {
-  const std::lock_guard lock(mutex_);
-  note(database_.prepare("INSERT OR REPLACE INTO transfers VALUES(?)").bind(1, name).run());
-}
-
-void HostStore::removeTransfer(const std::string& name) {
-  const std::lock_guard lock(mutex_);
-  note(database_.prepare("DELETE FROM transfers WHERE name=?").bind(1, name).run());
 }
 
 std::size_t HostStore::failedWrites() {

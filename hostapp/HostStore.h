@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hostapp/Database.h"
+#include "hostapp/FolderLog.h"
 #include "hostapp/FolderSnapshot.h"
 #include "platform/foundation/NSDate.h"
 #include "platform/foundation/NSError.h"
@@ -32,13 +33,6 @@ struct MarkedItem {
   NSDate created;
 };
 
-struct StoredFolder {
-  std::string path;
-  std::uint64_t inode = 0;
-  std::vector<std::string> views;
-  FolderSnapshot snapshot;
-};
-
 struct StoredChange {
   std::string identifier;
   ChangeKind kind;
@@ -61,8 +55,8 @@ class HostStore {
   void removeMark(MarkKind kind, const std::string& name);
 
   std::vector<StoredFolder> folders();
-  // Keeps a folder that is not in the store yet; one that is stays as it is.
-  void addFolder(const StoredFolder& folder);
+  // Keeps a folder that is listed for the first time until it is saved: it is on disk on return.
+  void addFolder(const StoredFolder& folder) { log_.append(folder); }
   void saveFolders(const std::vector<const StoredFolder*>& folders);
   void removeFolders(const std::vector<std::string>& paths);
 
@@ -71,17 +65,14 @@ class HostStore {
   void removeChanges(const std::vector<std::string>& identifiers);
   void clearChanges();
 
-  // Names of files in the group directory that are being made or handed over.
-  std::vector<std::string> transfers();
-  void addTransfer(const std::string& name);
-  void removeTransfer(const std::string& name);
-
   std::size_t failedWrites();
 
  private:
-  explicit HostStore(Database database) : database_(std::move(database)) {}
+  HostStore(Database database, const std::string& path)
+      : log_(path + ".folders"), database_(std::move(database)) {}
   void note(bool succeeded) { failedWrites_ += succeeded ? 0 : 1; }
 
+  FolderLog log_;
   std::mutex mutex_;
   Database database_;
   std::size_t failedWrites_ = 0;

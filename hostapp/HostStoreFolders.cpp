@@ -38,13 +38,8 @@ std::vector<StoredFolder> HostStore::folders() {
     found.push_back({query.bytes(0), static_cast<std::uint64_t>(query.integer(1)), split(query.bytes(2)),
                      FolderSnapshot::decoded(query.bytes(3)).value_or(FolderSnapshot())});
   }
+  for (auto& folder : log_.read()) found.push_back(std::move(folder));
   return found;
-}
-
-void HostStore::addFolder(const StoredFolder& folder) {
-  const std::lock_guard lock(mutex_);
-  auto insert = database_.prepare("INSERT OR IGNORE INTO folders VALUES(?,?,?,?)");
-  note(bindFolder(insert, folder).run());
 }
 
 void HostStore::saveFolders(const std::vector<const StoredFolder*>& folders) {
@@ -56,7 +51,9 @@ void HostStore::saveFolders(const std::vector<const StoredFolder*>& folders) {
     note(bindFolder(insert, *folder).run());
     insert.reset();
   }
-  note(transaction.commit());
+  const bool committed = transaction.commit();
+  note(committed);
+  if (committed) log_.stored(folders);
 }
 
 void HostStore::removeFolders(const std::vector<std::string>& paths) {

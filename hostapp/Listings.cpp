@@ -32,7 +32,7 @@ DictionaryList Listings::shares() {
   } else {
     parts_.log->warn("Could not list the shares: " + found.error().localizedDescription());
   }
-  parts_.watcher->finishListing(std::move(listing), std::move(found));
+  parts_.watcher->finishListing(listing, found);
   return shares;
 }
 
@@ -64,7 +64,7 @@ void Listings::watchParents(const std::vector<MarkedItem>& items) {
   for (const auto& item : items) folders.insert(splitPath(item.path).folder);
   for (const auto& folder : folders) {
     auto listing = parts_.watcher->beginListing(folder, std::string(kNoView));
-    parts_.watcher->finishListing(std::move(listing), parts_.backend->list(folder));
+    parts_.watcher->finishListing(listing, parts_.backend->list(folder));
   }
 }
 
@@ -106,7 +106,7 @@ DictionaryList Listings::folder(const std::string& identifier, const ResolvedIte
   } else {
     parts_.log->warn("Could not list \"" + identifier + "\": " + found.error().localizedDescription());
   }
-  parts_.watcher->finishListing(std::move(listing), std::move(found));
+  parts_.watcher->finishListing(listing, found);
   return items;
 }
 

@@ -15,6 +15,7 @@ namespace zelto {
 
 namespace {
 
+constexpr std::chrono::milliseconds kLinger{20};
 constexpr std::size_t kMostWaiting = 8U << 20;
 
 std::string stampOfNow() {
@@ -75,7 +76,10 @@ void LogFile::record(const std::string& date, const std::string& level, std::int
 
 void LogFile::flush() {
   std::unique_lock lock(mutex_);
+  ++flushing_;
+  wake_.notify_one();
   written_.wait(lock, [this] { return waiting_.empty() && !writing_; });
+  --flushing_;
 }
 
 void LogFile::write() {
@@ -84,6 +88,8 @@ void LogFile::write() {
   for (;;) {
     wake_.wait(lock, [this] { return stopping_ || !waiting_.empty(); });
     if (waiting_.empty()) return;
+    // Records come in bursts: one write for each burst.
+    wake_.wait_for(lock, kLinger, [this] { return stopping_ || flushing_ > 0; });
     std::string lines;
     lines.swap(waiting_);
     if (const auto dropped = std::exchange(dropped_, 0); dropped > 0) {

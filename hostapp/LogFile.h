@@ -47,6 +47,7 @@ class LogFile {
   std::string waiting_;
   std::uint64_t dropped_ = 0;
   bool writing_ = false;
+  int flushing_ = 0;
   bool stopping_ = false;
   // The thread's own.
   UniqueDescriptor file_;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -29,11 +30,8 @@ bool isTransferName(const std::string& name) {
 
 }  // namespace
 
-std::expected<TransferFile, NSError> TransferFile::make(const std::string& directory,
-                                                        std::shared_ptr<HostStore> store) {
-  const auto name = newName();
-  store->addTransfer(name);
-  TransferFile file(directory, name, std::move(store));
+std::expected<TransferFile, NSError> TransferFile::make(const std::string& directory) {
+  TransferFile file(directory, newName());
   const auto path = file.url().path();
   file.descriptor_.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file.descriptor_) return std::unexpected(backendError(errno, path));
@@ -41,17 +39,15 @@ std::expected<TransferFile, NSError> TransferFile::make(const std::string& direc
 }
 
 TransferFile::~TransferFile() {
-  if (!store_) return;
-  ::unlink(url().path().c_str());
-  store_->removeTransfer(name_);
+  if (!name_.empty()) ::unlink(url().path().c_str());
 }
 
-void TransferFile::handedOver() { std::exchange(store_, nullptr)->removeTransfer(name_); }
-
-void removeLeftTransfers(const std::string& directory, HostStore& store) {
-  for (const auto& name : store.transfers()) {
-    if (isTransferName(name)) ::unlink((directory + "/" + name).c_str());
-    store.removeTransfer(name);
+void prepareTransferFolder(const std::string& directory) {
+  std::error_code error;
+  std::filesystem::create_directory(directory, error);
+  for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+    const auto path = entry.path();
+    if (isTransferName(path.filename())) ::unlink(path.c_str());
   }
 }
 

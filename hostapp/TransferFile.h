@@ -3,21 +3,23 @@
 #include <expected>
 #include <memory>
 #include <string>
+#include <utility>
 
-#include "hostapp/HostStore.h"
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/UniqueDescriptor.h"
 
 namespace zelto {
 
-// A new file in the group directory, named by a UUID. Until it has been handed over its name is kept in
-// the store, so that the next run removes what this one leaves behind.
+// A new file, named by a UUID, in this host's own folder of the group directory. What lies there at a
+// start was left behind by an earlier run.
 class TransferFile {
  public:
   // ERRORS: no space, no right.
-  static std::expected<TransferFile, NSError> make(const std::string& directory,
-                                                   std::shared_ptr<HostStore> store);
-  TransferFile(TransferFile&&) = default;
+  static std::expected<TransferFile, NSError> make(const std::string& directory);
+  TransferFile(TransferFile&& other) noexcept
+      : directory_(std::move(other.directory_)),
+        name_(std::exchange(other.name_, {})),
+        descriptor_(std::move(other.descriptor_)) {}
   TransferFile& operator=(TransferFile&&) = delete;
   // Removes the file unless it was handed over.
   ~TransferFile();
@@ -26,19 +28,18 @@ class TransferFile {
   NSURL url() const { return NSURL::fileURL(directory_ + "/" + name_); }
   void close() { descriptor_.reset(); }
   // The receiver owns the file from now on.
-  void handedOver();
+  void handedOver() { name_.clear(); }
 
  private:
-  TransferFile(std::string directory, std::string name, std::shared_ptr<HostStore> store)
-      : directory_(std::move(directory)), name_(std::move(name)), store_(std::move(store)) {}
+  TransferFile(std::string directory, std::string name)
+      : directory_(std::move(directory)), name_(std::move(name)) {}
 
   std::string directory_;
-  std::string name_;
-  std::shared_ptr<HostStore> store_;  // null once there is nothing left to do
+  std::string name_;  // "" once there is nothing left to do
   UniqueDescriptor descriptor_;
 };
 
-// Removes what an earlier run of this host left in the directory, and nothing else.
-void removeLeftTransfers(const std::string& directory, HostStore& store);
+// Makes the folder, and removes what an earlier run of this host left in it.
+void prepareTransferFolder(const std::string& directory);
 
 }  // namespace zelto

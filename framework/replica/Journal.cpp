@@ -1,6 +1,13 @@
 #include "framework/replica/Journal.h"
 
 namespace zelto {
+namespace {
+
+// How long the writer gathers what comes in quick succession, and how much ends that at once.
+constexpr std::chrono::milliseconds kLinger{25};
+constexpr std::size_t kWorthWaking = 20000;
+
+}  // namespace
 
 void Journal::waitForRoom() {
   std::unique_lock lock(mutex_);
@@ -15,7 +22,8 @@ void Journal::push(JournalChunk chunk) {
   rows_ += shared->rows();
   ++pushed_;
   chunks_.push_back(std::move(shared));
-  work_.notify_one();
+  // More is on its way mostly: the writer is woken once for all that comes within its linger.
+  if (chunks_.size() == 1 || rows_ >= kWorthWaking) work_.notify_one();
 }
 
 std::optional<NodeRow> Journal::find(Inode inode, Chunk& keepsAlive) const {
@@ -35,7 +43,11 @@ std::optional<NodeRow> Journal::find(Inode inode, Chunk& keepsAlive) const {
 
 std::vector<Journal::Chunk> Journal::take(std::size_t rows, Wait wait) {
   std::unique_lock lock(mutex_);
-  if (wait == Wait::forWork) work_.wait(lock, [this] { return !chunks_.empty() || stopping_; });
+  if (wait == Wait::forWork) {
+    work_.wait(lock, [this] { return !chunks_.empty() || stopping_; });
+    work_.wait_for(lock, kLinger,
+                   [this] { return stopping_ || wakes_ != takenWake_ || rows_ >= kWorthWaking; });
+  }
   takenWake_ = wakes_;
   std::vector<Chunk> taken;
   std::size_t count = 0;

@@ -15,6 +15,8 @@ namespace zelto {
 namespace {
 
 constexpr int kWakeSignal = SIGUSR2;
+// None of them ever waits for the host, so few are enough, and few stay warm.
+constexpr unsigned kThreads = 4;
 
 std::timespec timespecFor(std::int64_t nanoseconds) {
   constexpr std::int64_t kSecond = 1'000'000'000;
@@ -114,8 +116,8 @@ int Volume::run() {
   ::sigaction(kWakeSignal, &wake, nullptr);
   fuse_loop_config* config = fuse_loop_cfg_create();
   fuse_loop_cfg_set_clone_fd(config, 0);
-  fuse_loop_cfg_set_max_threads(config, 8);
-  fuse_loop_cfg_set_idle_threads(config, 8);
+  fuse_loop_cfg_set_max_threads(config, kThreads);
+  fuse_loop_cfg_set_idle_threads(config, kThreads);
   const int result = fuse_session_loop_mt(session_, config);
   fuse_loop_cfg_destroy(config);
   requests_.failAll(ENOTCONN);

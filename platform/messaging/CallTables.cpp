@@ -49,6 +49,8 @@ bool IncomingCalls::attach(std::uint64_t id, std::shared_ptr<NSProgress> progres
   auto it = calls_.find(id);
   if (it == calls_.end()) return false;
   it->second.progress = std::move(progress);
+  // Work that is done within an interval tells once, with its reply.
+  it->second.sentAt = std::chrono::steady_clock::now();
   return true;
 }
 
@@ -63,8 +65,7 @@ bool IncomingCalls::isUpdateDue(std::uint64_t id, ProgressCounts counts) {
   std::scoped_lock lock(mutex_);
   auto it = calls_.find(id);
   if (it == calls_.end() || it->second.sent == counts) return false;
-  bool finished = counts.total > 0 && counts.completed >= counts.total;
-  if (!finished && now - it->second.sentAt < kUpdateInterval) return false;
+  if (now - it->second.sentAt < kUpdateInterval) return false;
   it->second.sent = counts;
   it->second.sentAt = now;
   return true;

@@ -1,9 +1,11 @@
 #include "platform/messaging/FrameWriter.h"
 
 #include <cerrno>
+#include <chrono>
 #include <optional>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include <fmt/format.h>
 #include <poll.h>
@@ -15,6 +17,9 @@
 namespace zelto {
 
 namespace {
+
+// How long a log line waits for others to share a frame with.
+constexpr std::chrono::milliseconds kLinger{2};
 
 FrameHeader headerOf(const OutgoingFrame& frame) {
   return {.kind = frame.kind,
@@ -69,20 +74,39 @@ void FrameWriter::write(OutgoingFrame frame) {
 FrameWriter::Outcome FrameWriter::submit(OutgoingFrame& frame) {
   std::scoped_lock lock(mutex_);
   if (!socket_ || broken_) return Outcome::done;
+  if (frame.joinable) return submitJoinable(frame);
+  if (lingering_) sendLingering();
   std::size_t sent = 0;
   if (queue_.empty() && sendAll(frame, sent, socket_->get())) return Outcome::done;
-  if (frame.joinable && joinableBytes_ + frame.size() > limits_.joinableBytes)
-    return dropped_++ == 0 ? Outcome::firstDrop : Outcome::done;
-  if (!frame.joinable && queuedBytes_ + frame.size() > limits_.queuedBytes) return Outcome::overflow;
+  if (queuedBytes_ + frame.size() > limits_.queuedBytes) return Outcome::overflow;
   if (queue_.empty()) sentOfFront_ = sent;
-  if (!tryJoin(frame)) enqueue(std::move(frame));
+  enqueue(std::move(frame));
   wakeWriter();
   return Outcome::done;
 }
 
+// Waits a moment for more of its kind, or for a call or reply to go along with.
+FrameWriter::Outcome FrameWriter::submitJoinable(OutgoingFrame& frame) {
+  if (joinableBytes_ + frame.size() > limits_.joinableBytes)
+    return dropped_++ == 0 ? Outcome::firstDrop : Outcome::done;
+  if (queue_.empty()) {
+    lingering_ = true;
+    sentOfFront_ = 0;
+  }
+  if (!tryJoin(frame)) enqueue(std::move(frame));
+  if (!writerWaits_) wakeWriter();
+  return Outcome::done;
+}
+
+// What lingers goes first: frames keep their order.
+void FrameWriter::sendLingering() {
+  lingering_ = false;
+  while (!queue_.empty() && !broken_ && sendAll(queue_.front(), sentOfFront_, socket_->get())) popFront();
+}
+
 bool FrameWriter::tryJoin(OutgoingFrame& frame) {
-  // The front may be half written.
-  if (!frame.joinable || queue_.size() < 2) return false;
+  // The front may be half written, unless it lingers.
+  if (queue_.empty() || (queue_.size() < 2 && !lingering_)) return false;
   OutgoingFrame& last = queue_.back();
   if (!last.joinable || last.message.operation != frame.message.operation ||
       last.bodySize() + frame.bodySize() > limits_.joinedFrameBytes)
@@ -105,13 +129,21 @@ void FrameWriter::popFront() {
 }
 
 void FrameWriter::write(std::uint64_t id, std::uint16_t operation, std::unique_ptr<XPCMessageSource> source) {
+  // Encoded by the caller; most replies have one part, and need no other thread.
+  auto first = source->nextPart();
+  if (!first) return failed_("a reply could not be encoded");
+  first->message.operation = operation;
+  if (first->last) {
+    return write(
+        {.kind = FrameKind::reply, .id = id, .message = std::move(first->message), .joinable = false});
+  }
   bool overflow = false;
   {
     std::scoped_lock lock(mutex_);
     if (!socket_ || broken_) return;
     overflow = sources_.size() >= limits_.sources;
     if (!overflow) {
-      sources_.push_back({id, operation, std::move(source)});
+      sources_.push_back({id, operation, std::move(source), std::move(first)});
       wakeWriter();
     }
   }
@@ -135,9 +167,17 @@ void FrameWriter::run() {
   std::unique_lock lock(mutex_);
   while (true) {
     work_.wait(lock, [this] { return !socket_ || broken_ || !queue_.empty() || !sources_.empty(); });
+    if (lingering_) linger(lock);
     if (!socket_ || broken_ || !flush(lock)) return;
     if (!sources_.empty() && !produce(lock)) return;
   }
+}
+
+void FrameWriter::linger(std::unique_lock<std::mutex>& lock) {
+  writerWaits_ = true;
+  work_.wait_for(lock, kLinger, [this] { return !socket_ || broken_ || !sources_.empty(); });
+  writerWaits_ = false;
+  lingering_ = false;
 }
 
 // Sends what is queued. False when the connection is over.
@@ -164,7 +204,7 @@ bool FrameWriter::produce(std::unique_lock<std::mutex>& lock) {
   Source turn = std::move(sources_.front());
   sources_.pop_front();
   lock.unlock();
-  auto part = turn.source->nextPart();
+  auto part = turn.first ? std::exchange(turn.first, std::nullopt) : turn.source->nextPart();
   bool last = part && part->last;
   if (last) turn.source.reset();
   if (!part) failed_("a reply could not be encoded to its end");

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "platform/foundation/UniqueDescriptor.h"
@@ -24,7 +25,7 @@ struct WriterLimits {
 
 // Writes frames to a stream socket without ever blocking the caller: the calling thread writes what the
 // socket takes, the rest waits for a writer thread, made when it is first needed. Long replies take turns
-// with everything else.
+// with everything else; log lines wait a moment, so that many share a frame.
 // THREAD: any.
 class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
  public:
@@ -52,11 +53,14 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
     std::uint64_t id;
     std::uint16_t operation;
     std::unique_ptr<XPCMessageSource> source;
+    std::optional<XPCMessageSource::Part> first;  // taken from the source already
   };
   // What the caller has to do once the lock is released.
   enum class Outcome { done, firstDrop, overflow };
 
   Outcome submit(OutgoingFrame& frame);
+  Outcome submitJoinable(OutgoingFrame& frame);
+  void sendLingering();
   bool tryJoin(OutgoingFrame& frame);
   bool sendAll(const OutgoingFrame& frame, std::size_t& sent, int socket);
   void enqueue(OutgoingFrame frame);
@@ -64,6 +68,7 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
   void wakeWriter();
 
   void run();
+  void linger(std::unique_lock<std::mutex>& lock);
   bool flush(std::unique_lock<std::mutex>& lock);
   bool produce(std::unique_lock<std::mutex>& lock);
 
@@ -77,6 +82,8 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
   std::size_t queuedBytes_ = 0;  // without the joinable ones
   std::size_t joinableBytes_ = 0;
   std::deque<Source> sources_;
+  bool lingering_ = false;    // the queue holds log lines only, none of them begun
+  bool writerWaits_ = false;  // the writer will look by itself in a moment
   bool threadStarted_ = false;
   bool broken_ = false;  // the peer is gone; the reader will say so
   std::uint64_t dropped_ = 0;
