@@ -133,6 +133,16 @@ std::optional<ContentStore::Removed> ContentStore::remove(Inode inode) {
   return removeLocked(at);
 }
 
+std::optional<ContentStore::Removed> ContentStore::evict(Inode inode) {
+  std::unique_lock lock(mutex_);
+  waitUntilRead(lock);
+  const auto at = records_.find(inode);
+  if (at == records_.end()) return {};
+  const bool beingFetched = at->second.bytes < at->second.size && !at->second.live.expired();
+  if (beingFetched) return {};
+  return removeLocked(at);
+}
+
 void ContentStore::forgetIfStill(Inode inode, std::uint64_t generation) {
   std::optional<Removed> removed;
   const std::lock_guard lock(mutex_);

@@ -78,7 +78,7 @@ void Learner::apply() {
   std::vector<Match*> waiting;
   for (Match& match : matches_) {
     if (match.refused) continue;
-    if (match.parent != 0) {
+    if (match.parent != 0 && table_.slotForInode(match.parent) != kNoSlot) {
       apply(match);
     } else {
       waiting.push_back(&match);
@@ -92,7 +92,8 @@ void Learner::apply() {
   }
 }
 
-// Those whose folder was not known before this call may find it now. True while there were such.
+// Those whose folder was not known before this call, or was replaced by it, may find it now. True while there
+// were such.
 bool Learner::applyWaiting(std::vector<Match*>& waiting) {
   lastParentIdentifier_ = nullptr;
   return std::erase_if(waiting, [this](Match* match) {

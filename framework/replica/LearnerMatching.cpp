@@ -78,14 +78,16 @@ void Learner::matchUpdates() {
   }
 }
 
-// What is deleted and updated in one list is there in the end: it stays what it is.
+// A file that is deleted and updated in one list is there in the end: it stays what it is. Of a folder
+// nobody knows whether what was below is there again.
 void Learner::removeDeleted(const std::vector<std::string>& deletedIdentifiers) {
   std::unordered_set<std::string_view> updated;
   for (const ItemRecord& record : batch_.records()) updated.insert(record.identifier);
   for (const std::string& identifier : deletedIdentifiers) {
-    if (updated.contains(identifier)) continue;
     const Slot slot = tree_.loadIdentifier(identifier);
-    if (slot != kNoSlot && slot != table_.root()) remove(slot);
+    if (slot == kNoSlot || slot == table_.root()) continue;
+    if (updated.contains(identifier) && table_[slot].kind != NodeKind::folder) continue;
+    remove(slot);
   }
 }
 

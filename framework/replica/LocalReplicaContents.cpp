@@ -60,7 +60,7 @@ std::uint64_t LocalReplica::evict(Inode inode) {
   }
   std::uint64_t freed = 0;
   for (const Inode file : files) {
-    const auto removed = contents_->remove(file);
+    const auto removed = contents_->evict(file);
     if (!removed) continue;
     ::unlink(removed->path.c_str());
     freed += removed->bytes;

@@ -94,7 +94,8 @@ class Replica {
   virtual std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) = 0;
   // The bytes that are here, without opening anything.
   virtual std::vector<NSRange> materialisedRanges(Inode inode) = 0;
-  // Detaches and removes the content of a file, or of every file below a folder. Gives the bytes freed.
+  // Detaches and removes the content of a file, or of every file below a folder; not of a file that is open
+  // and not complete. Gives the bytes freed.
   virtual std::uint64_t evict(Inode inode) = 0;
 
   // BLOCKS: until everything learnt so far is in the database, or could not be written (tests, clean end).

@@ -144,10 +144,14 @@ TEST_F(ReplicaChangesTest, DeletedAndThereAgainIsTheSame) {
   EXPECT_EQ(at("a/file"), file);
   EXPECT_EQ(delta.contentChanged, std::vector<Inode>{file});
   EXPECT_TRUE(delta.removed.empty());
+  replica->applyChanges({fakeFolder("", "a")}, {"/a"});
+  EXPECT_EQ(replica->lookup(at("a"), "file").presence, Replica::Presence::unknown);
+  replica->applyListing(at("a"), {fakeFile("/a", "file", 10, 5)});
   // The last word on one item counts.
+  const Inode again = at("a/file");
   replica->applyChanges({fakeFile("/a", "file", 11, 6), fakeFile("/a", "file", 12, 7)}, {});
-  EXPECT_EQ(replica->node(file)->size, 12U);
-  EXPECT_EQ(replica->version(file), FakeItem::versionOf(7));
+  EXPECT_EQ(replica->node(again)->size, 12U);
+  EXPECT_EQ(replica->version(again), FakeItem::versionOf(7));
 }
 
 TEST_F(ReplicaChangesTest, AFreshRecordOfOneItem) {
