@@ -51,6 +51,14 @@ void Lister::list(Inode folder, WaiterPtr waiter) {
   if (attempt != 0) send(folder, attempt);
 }
 
+void Lister::listAhead(Inode folder, WaiterPtr waiter) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!sending_ || listings_.contains(folder)) return;
+  }
+  list(folder, std::move(waiter));
+}
+
 void Lister::send(Inode folder, std::uint64_t attempt) {
   const std::string identifier = replica_.identifier(folder);
   if (identifier.empty()) return finish(folder, attempt, ENOENT);

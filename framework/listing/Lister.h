@@ -29,6 +29,9 @@ class Lister {
   // BLOCKS: at most half a second (the extension's guard against a listing that was lost).
   void list(Inode folder, WaiterPtr waiter);
 
+  // Lists a folder that nobody waits for yet, unless it is being listed or there is no host.
+  void listAhead(Inode folder, WaiterPtr waiter);
+
   // The listings in flight will not be answered any more; they and new ones wait for the next host.
   void hostLost();
   // Sends the waiting listings. Called once the changes of a new host are in: until then the extension may

@@ -72,7 +72,8 @@ Volume::Volume(const Parts& parts, std::string mountPoint, std::chrono::millisec
       mountPoint_(std::move(mountPoint)),
       owner_(::getuid()),
       group_(::getgid()),
-      requests_(parts.deadlines, requestLimit, [&link = parts.link] { return link.present(); }) {}
+      requests_(parts.deadlines, requestLimit, [&link = parts.link] { return link.present(); }),
+      walkAhead_(parts.replica, parts.lister) {}
 
 Volume::~Volume() {
   notifier_.reset();

@@ -10,6 +10,7 @@
 
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
+#include "framework/listing/WalkAhead.h"
 #include "framework/replica/Replica.h"
 #include "framework/volume/ContentEpochs.h"
 #include "framework/volume/FuseLowLevel.h"
@@ -57,6 +58,7 @@ class Volume {
 
   Replica& replica() { return parts_.replica; }
   Lister& lister() { return parts_.lister; }
+  WalkAhead& walkAhead() { return walkAhead_; }
   Materialiser& materialiser() { return parts_.materialiser; }
   KernelRequests& kernelRequests() { return requests_; }
   ContentEpochs& epochs() { return epochs_; }
@@ -81,6 +83,7 @@ class Volume {
   const gid_t group_;
   KernelRequests requests_;
   ContentEpochs epochs_;
+  WalkAhead walkAhead_;
   std::atomic<pthread_t> runner_ = 0;
   fuse_session* session_ = nullptr;
   std::unique_ptr<KernelNotifier> notifier_;
