@@ -77,8 +77,17 @@ void visitAll(Replica& replica, const std::string& folder) {
   });
 }
 
-void learn(const std::string& directory, const Items& large, const Items& small) {
+// Versions and all else as they come from a host: a date that differs from item to item.
+Items manyItems() {
+  auto items = fakeFiles("/large", "some document ", 100000);
+  std::uint64_t stamp = 0;
+  for (auto& item : items) static_cast<FakeItem&>(*item).stampField = ++stamp * 7919;
+  return items;
+}
+
+void learn(const std::string& directory) {
   const double before = residentMiB();
+  auto large = manyItems(), small = fakeFiles("/small", "some document ", 10000);
   auto replica = opened(directory);
   replica->applyListing(kRootInode, {fakeFolder("", "large"), fakeFolder("", "small")});
   const Inode folder = replica->inodeForRelativePath("large").value_or(0);
@@ -87,7 +96,8 @@ void learn(const std::string& directory, const Items& large, const Items& small)
   timed("applyListing of the same again", [&] { replica->applyListing(folder, large); });
   replica->applyListing(replica->inodeForRelativePath("small").value_or(0), small);
   replica->flush();
-  lookUp(*replica, "large", static_cast<int>(large.size()));
+  large.clear(), large.shrink_to_fit(), small.clear();
+  lookUp(*replica, "large", 100000);
   visitAll(*replica, "large");
   std::printf("%-52s %9.2f MiB\n", "memory with 110,000 nodes", residentMiB() - before);
   timed("end", [&] { replica.reset(); });
@@ -116,14 +126,7 @@ int main(int count, char** arguments) {
     std::string pattern = (std::filesystem::temp_directory_path() / "replica-bench-XXXXXX").string();
     directory = ::mkdtemp(pattern.data());
   }
-  {
-    // Versions and all else as they come from a host: a date that differs from item to item.
-    auto large = zelto::fakeFiles("/large", "some document ", 100000);
-    std::uint64_t stamp = 0;
-    for (auto& item : large) static_cast<zelto::FakeItem&>(*item).stampField = ++stamp * 7919;
-    const auto small = zelto::fakeFiles("/small", "some document ", 10000);
-    zelto::learn(directory + "/replica", large, small);
-  }
+  zelto::learn(directory + "/replica");
   zelto::load(directory + "/replica");
   std::filesystem::remove_all(directory);
 }

@@ -1,6 +1,7 @@
 #include "framework/replica/ContentStore.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <filesystem>
 
@@ -26,13 +27,15 @@ std::optional<Name> parsed(const std::string& text) {
   return name;
 }
 
-std::vector<std::string> entries(const std::string& folder) {
+// Nothing when the folder cannot be read to its end: then nobody knows what is not in it.
+std::optional<std::vector<std::string>> entries(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code failure;
   for (std::filesystem::directory_iterator at(folder, failure), end; !failure && at != end;) {
     names.push_back(at->path().filename().string());
     at.increment(failure);
   }
+  if (failure && failure != std::errc::no_such_file_or_directory) return {};
   return names;
 }
 
@@ -99,8 +102,10 @@ void ContentStore::released(const ContentFile& file) {
   if (at->second.bytes == 0 && at->second.live.expired()) records_.erase(at);
 }
 
-std::shared_ptr<ContentFile> ContentStore::opened(std::shared_ptr<ContentFile> file) {
-  if (!file->openKept()) return file;
+std::expected<std::shared_ptr<ContentFile>, NSError> ContentStore::opened(std::shared_ptr<ContentFile> file) {
+  auto failure = file->openKept();
+  if (!failure) return file;
+  if (failure->code() != ENOENT) return std::unexpected(std::move(*failure));
   forgetIfStill(file->inode(), file->generation_);
   return nullptr;
 }
@@ -189,7 +194,9 @@ std::vector<Name> ContentStore::keptBefore(unsigned folder) const {
 void ContentStore::sweep(unsigned folder) {
   std::vector<Name> there;
   const std::vector<Name> known = keptBefore(folder);
-  for (const std::string& text : entries(folderPath(folder))) {
+  const auto found = entries(folderPath(folder));
+  if (!found) return;
+  for (const std::string& text : *found) {
     const auto name = parsed(text);
     if (name && fromThisSession(name->second)) continue;
     if (name && std::binary_search(known.begin(), known.end(), *name)) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <expected>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -31,7 +32,8 @@ class ContentStore : public std::enable_shared_from_this<ContentStore> {
   // The content of a file's present version; another version's is detached. No disk work: see `opened`.
   std::shared_ptr<ContentFile> file(Inode inode, std::uint64_t versionTag, std::uint64_t size);
   // Opens what is there from an earlier time. Null when its file is gone: it is forgotten then.
-  std::shared_ptr<ContentFile> opened(std::shared_ptr<ContentFile> file);
+  // ERRORS: the system's, where nothing says that the file is gone (no descriptor is left, say).
+  std::expected<std::shared_ptr<ContentFile>, NSError> opened(std::shared_ptr<ContentFile> file);
   std::vector<NSRange> ranges(Inode inode, std::uint64_t versionTag, std::uint64_t size);
 
   // Forgets a content, and gives the path of its file for the caller to remove once it holds no lock.

@@ -22,7 +22,8 @@ std::expected<std::shared_ptr<ContentFile>, NSError> LocalReplica::content(Inode
   for (int tried = 0; tried < kTries; ++tried) {
     auto file = contentUnopened(inode);
     if (!file) return std::unexpected(posixError("no such file", ENOENT));
-    if (auto opened = contents_->opened(std::move(file))) return opened;
+    auto opened = contents_->opened(std::move(file));
+    if (!opened || *opened) return opened;
   }
   return std::unexpected(posixError("the content cannot be opened", EIO));
 }

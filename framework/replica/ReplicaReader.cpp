@@ -94,12 +94,13 @@ std::vector<Inode> ReplicaReader::contentsBelow(Inode folder) {
   return found;
 }
 
-void ReplicaReader::contents(const std::function<void(const ContentRow&)>& take) {
+bool ReplicaReader::contents(const std::function<void(const ContentRow&)>& take) {
   const std::lock_guard lock(mutex_);
   Statement all = database_.prepare("SELECT inode, generation, versionTag, size, ranges FROM content");
   while (all.step()) {
     take({all.natural(0), all.natural(1), all.natural(2), all.natural(3), all.bytes(4)});
   }
+  return all.result() == SQLITE_DONE;
 }
 
 std::string ReplicaReader::text(Inode inode, Text which) {

@@ -27,7 +27,8 @@ class ReplicaReader {
   std::optional<Inode> inodeForOwnIdentifier(std::string_view identifier);
   // The files with content below a folder.
   std::vector<Inode> contentsBelow(Inode folder);
-  void contents(const std::function<void(const ContentRow&)>& take);
+  // False when not all could be read.
+  bool contents(const std::function<void(const ContentRow&)>& take);
 
   enum class Text { version, symlinkTarget, attributes };
   std::string text(Inode inode, Text which);

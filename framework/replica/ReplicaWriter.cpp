@@ -58,7 +58,12 @@ void ReplicaWriter::reserveInodes(std::uint64_t count) {
 }
 
 void ReplicaWriter::run() {
-  around_.contents.readIn([this](const auto& take) { around_.reader.contents(take); });
+  bool complete = false;
+  around_.contents.readIn([&](const auto& take) { complete = around_.reader.contents(take); });
+  if (!complete) {
+    around_.health.condemn("what contents there are cannot be read");
+    swept_ = kContentFolders;  // what is stray is not known either
+  }
   for (;;) {
     const auto wait = swept_ < kContentFolders ? Journal::Wait::no : Journal::Wait::forWork;
     const auto chunks = around_.journal.take(kRowsPerTransaction, wait);

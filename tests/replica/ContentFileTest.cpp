@@ -2,6 +2,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "ReplicaFixture.h"
@@ -167,6 +168,21 @@ TEST_F(ContentFileTest, OnlyFilesHaveContentAndOneThatIsGoneIsFetchedAgain) {
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->descriptor(), -1);
   EXPECT_TRUE(made->ranges().empty());
+}
+
+TEST_F(ContentFileTest, WantOfDescriptorsLosesNothing) {
+  materialise(file, 'a');
+  open();
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 1;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const auto refused = replica->content(file);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  ASSERT_FALSE(refused.has_value());
+  EXPECT_EQ(refused.error().code(), EMFILE);
+  EXPECT_EQ(bytesOf(*content(file)), std::string(10, 'a'));
 }
 
 TEST_F(ContentFileTest, AFileInUseOutlivesItsReplica) {
