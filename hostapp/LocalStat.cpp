@@ -59,7 +59,7 @@ LocalStat::LocalStat(int folder) : folder_(folder) {
 
 bool LocalStat::mayWrite(const struct stat& status) const {
   if (readOnly_) return false;
-  const uid_t user = ::geteuid();
+  static const uid_t user = ::geteuid();  // asked for every entry of a listing
   mode_t bit = S_IWOTH;
   if (user == 0 || user == status.st_uid) {
     bit = S_IWUSR;

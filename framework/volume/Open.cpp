@@ -48,13 +48,17 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     fuse_reply_err(request, errnoForError(content.error()));
     return;
   }
-  if (!fetchBeforeOpen(**content)) return replyOpened(request, *info, *content, *file);
+  if (!fetchBeforeOpen(**content)) {
+    replyOpened(request, *info, *content, *file);
+    return volume.walkAhead().openedFile(*info, false);
+  }
   const NSRange whole{0, (*content)->size()};
   auto held = volume.kernelRequests().hold(
       request, [info = *info, content = *content, opened = *file](fuse_req_t answered) {
         replyOpened(answered, info, content, opened);
       });
   volume.materialiser().ensure(*content, whole, 0, std::move(held));
+  volume.walkAhead().openedFile(*info, true);
 }
 
 void volume::release(fuse_req_t request, fuse_ino_t, fuse_file_info* file) {

@@ -105,14 +105,12 @@ void volume::opendir(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) 
   const auto opened = *file;
   if (info->listed) {
     replyOpened(request, folder, opened);
-    // It may be listed because a walk was foreseen: then the walk goes on.
-    if (volume.walkAhead().wasAhead(folder)) volume.walkAhead().openedUnlisted(*info);
-    return;
+  } else {
+    volume.lister().list(folder, volume.kernelRequests().hold(request, [folder, opened](fuse_req_t held) {
+      replyOpened(held, folder, opened);
+    }));
   }
-  volume.lister().list(folder, volume.kernelRequests().hold(request, [folder, opened](fuse_req_t held) {
-    replyOpened(held, folder, opened);
-  }));
-  volume.walkAhead().openedUnlisted(*info);
+  volume.walkAhead().openedFolder(*info, !info->listed);
 }
 
 void volume::readdir(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset, fuse_file_info* file) {

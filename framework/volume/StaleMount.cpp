@@ -4,7 +4,7 @@
 
 #include <spawn.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,8 +12,9 @@ namespace zelto {
 namespace {
 
 bool isStale(const std::string& mountPoint) {
-  struct stat attributes {};
-  return ::stat(mountPoint.c_str(), &attributes) != 0 && (errno == ENOTCONN || errno == ECONNABORTED);
+  // Not its attributes: the kernel may still remember those of a dead mount's root.
+  struct statfs space {};
+  return ::statfs(mountPoint.c_str(), &space) != 0 && (errno == ENOTCONN || errno == ECONNABORTED);
 }
 
 void unmountWithHelper(const std::string& mountPoint) {

@@ -73,7 +73,7 @@ Volume::Volume(const Parts& parts, std::string mountPoint, std::chrono::millisec
       owner_(::getuid()),
       group_(::getgid()),
       requests_(parts.deadlines, requestLimit, [&link = parts.link] { return link.present(); }),
-      walkAhead_(parts.replica, parts.lister) {}
+      walkAhead_(parts.replica, parts.lister, parts.materialiser) {}
 
 Volume::~Volume() {
   notifier_.reset();

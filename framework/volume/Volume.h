@@ -10,12 +10,12 @@
 
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
-#include "framework/listing/WalkAhead.h"
 #include "framework/replica/Replica.h"
 #include "framework/volume/ContentEpochs.h"
 #include "framework/volume/FuseLowLevel.h"
 #include "framework/volume/KernelNotifier.h"
 #include "framework/volume/KernelRequest.h"
+#include "framework/walking/WalkAhead.h"
 
 namespace zelto {
 

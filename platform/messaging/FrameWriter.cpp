@@ -19,7 +19,7 @@ namespace zelto {
 namespace {
 
 // How long a log line waits for others to share a frame with.
-constexpr std::chrono::milliseconds kLinger{2};
+constexpr std::chrono::milliseconds kLinger{5};
 
 FrameHeader headerOf(const OutgoingFrame& frame) {
   return {.kind = frame.kind,
@@ -75,17 +75,19 @@ FrameWriter::Outcome FrameWriter::submit(OutgoingFrame& frame) {
   std::scoped_lock lock(mutex_);
   if (!socket_ || broken_) return Outcome::done;
   if (frame.joinable) return submitJoinable(frame);
-  if (lingering_) sendLingering();
+  // Log lines that linger stay behind: what somebody waits for goes first.
   std::size_t sent = 0;
-  if (queue_.empty() && sendAll(frame, sent, socket_->get())) return Outcome::done;
+  const bool idle = queue_.empty() || lingering_;
+  if (idle && sendAll(frame, sent, socket_->get())) return Outcome::done;
   if (queuedBytes_ + frame.size() > limits_.queuedBytes) return Outcome::overflow;
-  if (queue_.empty()) sentOfFront_ = sent;
-  enqueue(std::move(frame));
+  if (idle) sentOfFront_ = sent;
+  enqueue(std::move(frame), idle);
+  lingering_ = false;
   wakeWriter();
   return Outcome::done;
 }
 
-// Waits a moment for more of its kind, or for a call or reply to go along with.
+// Waits a moment for more of its kind.
 FrameWriter::Outcome FrameWriter::submitJoinable(OutgoingFrame& frame) {
   if (joinableBytes_ + frame.size() > limits_.joinableBytes)
     return dropped_++ == 0 ? Outcome::firstDrop : Outcome::done;
@@ -96,12 +98,6 @@ FrameWriter::Outcome FrameWriter::submitJoinable(OutgoingFrame& frame) {
   if (!tryJoin(frame)) enqueue(std::move(frame));
   if (!writerWaits_) wakeWriter();
   return Outcome::done;
-}
-
-// What lingers goes first: frames keep their order.
-void FrameWriter::sendLingering() {
-  lingering_ = false;
-  while (!queue_.empty() && !broken_ && sendAll(queue_.front(), sentOfFront_, socket_->get())) popFront();
 }
 
 bool FrameWriter::tryJoin(OutgoingFrame& frame) {
@@ -116,9 +112,13 @@ bool FrameWriter::tryJoin(OutgoingFrame& frame) {
   return true;
 }
 
-void FrameWriter::enqueue(OutgoingFrame frame) {
+void FrameWriter::enqueue(OutgoingFrame frame, bool first) {
   (frame.joinable ? joinableBytes_ : queuedBytes_) += frame.size();
-  queue_.push_back(std::move(frame));
+  if (first) {
+    queue_.push_front(std::move(frame));
+  } else {
+    queue_.push_back(std::move(frame));
+  }
 }
 
 void FrameWriter::popFront() {

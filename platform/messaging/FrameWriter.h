@@ -25,7 +25,8 @@ struct WriterLimits {
 
 // Writes frames to a stream socket without ever blocking the caller: the calling thread writes what the
 // socket takes, the rest waits for a writer thread, made when it is first needed. Long replies take turns
-// with everything else; log lines wait a moment, so that many share a frame.
+// with everything else; log lines wait a moment, so that many share a
+// frame, and calls and replies overtake them.
 // THREAD: any.
 class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
  public:
@@ -60,10 +61,9 @@ class FrameWriter : public std::enable_shared_from_this<FrameWriter> {
 
   Outcome submit(OutgoingFrame& frame);
   Outcome submitJoinable(OutgoingFrame& frame);
-  void sendLingering();
   bool tryJoin(OutgoingFrame& frame);
   bool sendAll(const OutgoingFrame& frame, std::size_t& sent, int socket);
-  void enqueue(OutgoingFrame frame);
+  void enqueue(OutgoingFrame frame, bool first = false);
   void popFront();
   void wakeWriter();
 

@@ -2,7 +2,6 @@
 
 #include "framework/listing/Lister.h"
 #include "framework/listing/PathResolver.h"
-#include "framework/listing/WalkAhead.h"
 #include "tests/framework/FakeExtension.h"
 
 namespace zelto::test {
@@ -75,31 +74,6 @@ TEST_F(ListerTest, ErrorsReachTheWaitersAsErrnoValues) {
   const auto again = list(kRootInode);
   extension.listings[1].second->finishEnumeratingWithError(NSError(NSFileProviderErrorDomain, -1005));
   EXPECT_EQ(again->answers, std::vector<int>{ENOENT});
-}
-
-TEST_F(ListerTest, AWalkOverSiblingsIsForeseenASingleFolderIsNot) {
-  WalkAhead walk(*replica, lister);
-  list(kRootInode);
-  std::vector<NSFileProviderItemPtr> folders;
-  for (int i = 0; i < 10; ++i) folders.push_back(FakeItem::folder("/f" + std::to_string(i)));
-  folders.insert(folders.begin() + 3, FakeItem::file("/not a folder", 1));
-  extension.answerListing(0, folders);
-  const auto node = [&](const char* name) { return replica->lookup(kRootInode, name).node; };
-  walk.openedUnlisted(node("f0"));
-  EXPECT_EQ(extension.listings.size(), 1U);
-  walk.openedUnlisted(node("f1"));
-  ASSERT_EQ(extension.listings.size(), 4U);  // f2, f3, f4: the file counts as one of the next four
-  EXPECT_EQ(extension.listings[1].first, "/f2");
-  EXPECT_EQ(extension.listings[3].first, "/f4");
-  EXPECT_FALSE(walk.wasAhead(node("f1").inode));
-  EXPECT_TRUE(walk.wasAhead(node("f2").inode));
-  EXPECT_FALSE(walk.wasAhead(node("f2").inode));
-  walk.openedUnlisted(node("f2"));
-  ASSERT_EQ(extension.listings.size(), 5U);  // the others are under way
-  EXPECT_EQ(extension.listings[4].first, "/f5");
-  lister.hostLost();
-  lister.hostReady();
-  EXPECT_EQ(extension.listings.size(), 5U);  // nobody waits for them
 }
 
 TEST_F(ListerTest, ResolverListsWhatItComesBy) {

@@ -98,7 +98,11 @@ TestSystem::TestSystem() {
   daemon_ = Process({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=" + address},
                     root_ / "bus.log");
   ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
-  EXPECT_TRUE(eventually([&] { return fs::exists(root_ / "bus"); }));
+  // The socket is there before anybody listens on it.
+  EXPECT_TRUE(eventually([&] {
+    if (auto connected = SessionBus::connect()) bus_ = *connected;
+    return bus_ != nullptr;
+  }));
 }
 
 TestSystem::~TestSystem() {
