@@ -43,7 +43,20 @@ void FolderWatcher::stop() {
 }
 
 void FolderWatcher::start() {
-  post([this] { takeUp(store_->folders()); });
+  post([this] {
+    takeUp(store_->folders());
+    processDirty();
+    {
+      const std::lock_guard lock(mutex_);
+      looked_ = true;
+    }
+    wake_.notify_all();
+  });
+}
+
+void FolderWatcher::waitForFirstLook(milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  wake_.wait_for(lock, limit, [this] { return looked_ || stopping_; });
 }
 
 void FolderWatcher::onEvent(FolderEvent event) {

@@ -46,6 +46,9 @@ class FolderWatcher {
 
   // Takes up the folders of the last run and looks for what has changed in them since.
   void start();
+  // BLOCKS: until that first look is done, at most for `limit`: whoever connects after it is told of the
+  // changes at once.
+  void waitForFirstLook(std::chrono::milliseconds limit);
   // Ends the thread and stores what is left to store. From then on nothing is done.
   // REQUIRES: nobody lists meanwhile.
   void stop();
@@ -130,6 +133,7 @@ class FolderWatcher {
   std::unordered_set<std::string> stored_;  // the folders that the store knows
   std::uint64_t lastListing_ = 0;
   bool stopping_ = false;
+  bool looked_ = false;  // the first look is done
   Counts counts_;
 
   // The thread's own.

@@ -25,6 +25,8 @@ std::expected<std::string, NSError> stateDirectory(const std::string& domain) {
   return path;
 }
 
+constexpr std::chrono::milliseconds kFirstLook{1500};
+
 }  // namespace
 
 std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& options,
@@ -35,6 +37,8 @@ std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& opt
   if (auto error = host->makeControl(std::move(shutdown))) return std::unexpected(*error);
   host->parts_->watcher->start();
   host->applyOptions(options);
+  // What changed while nobody looked is in the first answer; a large server is not waited for to its end.
+  host->parts_->watcher->waitForFirstLook(kFirstLook);
   host->connector_->start();
   host->log_->info("Serving \"" + host->folder_ + "\" to domain " + host->domain_ + ".");
   return host;

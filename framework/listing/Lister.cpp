@@ -118,6 +118,11 @@ void Lister::hostReady() {
   for (const auto& [folder, attempt] : toSend) send(folder, attempt);
 }
 
+bool Lister::sending() const {
+  const std::lock_guard lock(mutex_);
+  return sending_;
+}
+
 std::size_t Lister::inFlight() const {
   const std::lock_guard lock(mutex_);
   return listings_.size();

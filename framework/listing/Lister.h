@@ -38,6 +38,8 @@ class Lister {
   // still answer from what it remembers of the one before. BLOCKS: as `list`, for each.
   void hostReady();
 
+  // Whether there is a host whose changes are in.
+  bool sending() const;
   std::size_t inFlight() const;
 
  private:

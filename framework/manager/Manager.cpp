@@ -120,7 +120,7 @@ void Manager::status(BusMethodCall, BusReply reply) {
                        {"domain", parts_.domain.identifier},
                        {"mountPoint", parts_.volume.mountPoint()},
                        {"pid", static_cast<std::int64_t>(::getpid())},
-                       {"hostConnected", parts_.link.present()},
+                       {"hostConnected", parts_.volume.lister().sending()},
                        {"items", number(counts.items)},
                        {"folders", number(counts.folders)},
                        {"materialisedFiles", number(counts.materialisedFiles)},

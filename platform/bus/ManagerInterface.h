@@ -13,7 +13,8 @@ namespace zelto {
 //   ServiceEndpoint(s identifier, s service) -> h   the endpoint of a service that the extension offers
 //   SignalEnumerator(s identifier)                  the container has changes; the host sends the first one
 //                                                   as soon as it is connected and configured
-//   Status() -> s                                   JSON: domain, mountPoint, pid, hostConnected (bool),
+//   Status() -> s                                   JSON: domain, mountPoint, pid, hostConnected (bool;
+//                                                   its changes are in then),
 //                                                   items, folders, materialisedFiles, materialisedBytes,
 //                                                   requestsInFlight
 //   Item(ay path) -> s                              JSON of what the replica knows of the item: identifier,

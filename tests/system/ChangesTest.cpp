@@ -55,6 +55,21 @@ TEST(ChangesTest, ChangesWhileOneSideWasAwayShowWhenItIsBack) {
       << treeDifference(system.share(), system.mounted()) << system.hostLog();
 }
 
+TEST(ChangesTest, ChangesWhileBothWereAwayAreThereOnceTheyAreConnected) {
+  TestSystem system;
+  writeFile(system.share() / "folder" / "file", "before");
+  writeFile(system.share() / "folder" / "gone", "x");
+  system.start();
+  ASSERT_EQ(treeDifference(system.share(), system.mounted()), "");
+  system.extension().kill(SIGTERM);
+  system.host().kill(SIGKILL);
+  writeFile(system.share() / "folder" / "file", "after");
+  writeFile(system.share() / "folder" / "more", "x");
+  fs::remove(system.share() / "folder" / "gone");
+  system.start();
+  EXPECT_EQ(treeDifference(system.share(), system.mounted()), "");
+}
+
 // One version of the file: one letter throughout.
 std::string version(char letter, std::size_t size) { return std::string(size, letter); }
 
