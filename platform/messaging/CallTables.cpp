@@ -49,8 +49,6 @@ bool IncomingCalls::attach(std::uint64_t id, std::shared_ptr<NSProgress> progres
   auto it = calls_.find(id);
   if (it == calls_.end()) return false;
   it->second.progress = std::move(progress);
-  // Work that is done within an interval tells once, with its reply.
-  it->second.sentAt = std::chrono::steady_clock::now();
   return true;
 }
 

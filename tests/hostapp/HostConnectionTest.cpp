@@ -154,10 +154,11 @@ TEST_F(HostConnectionTest, ChangesAreSignalledAndTaken) {
   EXPECT_EQ(1U, std::get<0>(future.get()).size());
   server.write("share/new", "x");
   ASSERT_TRUE(eventually([this] { return provider.signals > 1; }));
-  EXPECT_TRUE(takeChanges().hasUpdate("/share/new"));
+  // The first of the signals may be for the folder's date alone.
+  EXPECT_TRUE(eventually([this] { return takeChanges().hasUpdate("/share/new"); }));
   const auto numbers = status();
   EXPECT_EQ(1, numbers.find("calls")->asDictionary()->find("metadataForDirectory")->integerValue());
-  EXPECT_EQ(1, numbers.find("calls")->asDictionary()->find("retrieveChanges")->integerValue());
+  EXPECT_LE(1, numbers.find("calls")->asDictionary()->find("retrieveChanges")->integerValue());
 }
 
 TEST_F(HostConnectionTest, ContentGoesOverTheConnection) {
