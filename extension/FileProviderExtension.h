@@ -45,6 +45,25 @@ class FileProviderExtension final : public NSFileProviderPrincipal {
       Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange, NSFileProviderMaterializationFlags,
                  std::optional<NSError>>
           completionHandler) override;
+
+  std::shared_ptr<NSProgress> createItemBasedOnTemplate(
+      const NSFileProviderItemPtr& itemTemplate, NSFileProviderItemFields fields,
+      const std::optional<NSURL>& contents, NSFileProviderCreateItemOptions options,
+      const NSFileProviderRequest& request, NSFileProviderItemCompletion completionHandler) override;
+
+  std::shared_ptr<NSProgress> modifyItem(const NSFileProviderItemPtr& item,
+                                         const NSFileProviderItemVersion& baseVersion,
+                                         NSFileProviderItemFields changedFields,
+                                         const std::optional<NSURL>& contents,
+                                         NSFileProviderModifyItemOptions options,
+                                         const NSFileProviderRequest& request,
+                                         NSFileProviderItemCompletion completionHandler) override;
+
+  // Version and options do not matter: the host deletes what is there, folders with their content.
+  std::shared_ptr<NSProgress> deleteItemWithIdentifier(
+      const std::string& identifier, const NSFileProviderItemVersion& baseVersion,
+      NSFileProviderDeleteItemOptions options, const NSFileProviderRequest& request,
+      Completion<std::optional<NSError>> completionHandler) override;
 };
 
 }  // namespace zelto

@@ -7,14 +7,15 @@
 #include <vector>
 
 #include "platform/fileprovider/NSFileProviderTypes.h"
+#include "platform/foundation/NSData.h"
 #include "platform/foundation/NSDate.h"
 #include "platform/foundation/PropertyList.h"
 #include "platform/foundation/UTType.h"
 
 namespace zelto {
 
-// What the framework reads from an item that the extension hands it. Absent is what the extension does
-// not know.
+// What the framework reads from an item that the extension hands it, and the extension from one that the
+// framework asks it to create or change. Absent is what the giver does not know.
 // THREAD: the framework reads an item on the thread that delivered it.
 class NSFileProviderItem {
  public:
@@ -38,6 +39,10 @@ class NSFileProviderItem {
   // Computed on first read and kept.
   virtual std::shared_ptr<const NSFileProviderItemVersion> itemVersion() = 0;
   virtual NSDictionary userInfo() const = 0;
+  // What only some file systems and file browsers know.
+  virtual std::optional<NSData> tagData() const { return std::nullopt; }
+  virtual std::optional<std::uint64_t> favoriteRank() const { return std::nullopt; }
+  virtual NSFileProviderTypeAndCreator typeAndCreator() const { return {}; }
 };
 
 using NSFileProviderItemPtr = std::shared_ptr<NSFileProviderItem>;

@@ -30,6 +30,12 @@ class NSFileProviderServicing {
           completionHandler) = 0;
 };
 
+// COMPLETES: with the item as the extension has it now, or null; the fields that are still to be applied, for
+// which the framework asks again (all of them after a failure; bits that have no name are to be ignored);
+// whether the framework shall fetch the content; and what went wrong.
+using NSFileProviderItemCompletion =
+    Completion<NSFileProviderItemPtr, NSFileProviderItemFields, bool, std::optional<NSError>>;
+
 class NSFileProviderReplicatedExtension {
  public:
   virtual ~NSFileProviderReplicatedExtension() = default;
@@ -46,6 +52,24 @@ class NSFileProviderReplicatedExtension {
       const std::string& identifier, const std::optional<NSFileProviderItemVersion>& version,
       const NSFileProviderRequest& request,
       Completion<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>> completionHandler) = 0;
+  // `contents` is a file or folder that the extension takes over: it may be gone afterwards.
+  virtual std::shared_ptr<NSProgress> createItemBasedOnTemplate(
+      const NSFileProviderItemPtr& itemTemplate, NSFileProviderItemFields fields,
+      const std::optional<NSURL>& contents, NSFileProviderCreateItemOptions options,
+      const NSFileProviderRequest& request, NSFileProviderItemCompletion completionHandler) = 0;
+  // `item` carries the new values under the identifier that the extension knows. `contents`, set where the
+  // content is among the changes, is taken over likewise.
+  virtual std::shared_ptr<NSProgress> modifyItem(const NSFileProviderItemPtr& item,
+                                                 const NSFileProviderItemVersion& baseVersion,
+                                                 NSFileProviderItemFields changedFields,
+                                                 const std::optional<NSURL>& contents,
+                                                 NSFileProviderModifyItemOptions options,
+                                                 const NSFileProviderRequest& request,
+                                                 NSFileProviderItemCompletion completionHandler) = 0;
+  virtual std::shared_ptr<NSProgress> deleteItemWithIdentifier(
+      const std::string& identifier, const NSFileProviderItemVersion& baseVersion,
+      NSFileProviderDeleteItemOptions options, const NSFileProviderRequest& request,
+      Completion<std::optional<NSError>> completionHandler) = 0;
 };
 
 class NSFileProviderPartialContentFetching {

@@ -34,6 +34,11 @@ template <FileProviderMask Mask>
 constexpr Mask operator&(Mask a, Mask b) {
   return static_cast<Mask>(static_cast<std::uint64_t>(a) & static_cast<std::uint64_t>(b));
 }
+// The mask less the given bits.
+template <FileProviderMask Mask>
+constexpr Mask without(Mask mask, Mask bits) {
+  return static_cast<Mask>(static_cast<std::uint64_t>(mask) & ~static_cast<std::uint64_t>(bits));
+}
 template <FileProviderMask Mask>
 constexpr bool contains(Mask mask, Mask bits) {
   return (mask & bits) == bits;
@@ -62,6 +67,36 @@ enum class NSFileProviderFileSystemFlags : std::uint32_t {
 };
 constexpr void isFileProviderMask(NSFileProviderFileSystemFlags) {}
 
+// Parts of an item that a request changes, or that are still to be changed after it.
+enum class NSFileProviderItemFields : std::uint64_t {
+  none = 0,
+  contents = 0x1,
+  filename = 0x2,
+  parentItemIdentifier = 0x4,
+  lastUsedDate = 0x8,
+  tagData = 0x10,
+  favoriteRank = 0x20,
+  creationDate = 0x40,
+  contentModificationDate = 0x80,
+  fileSystemFlags = 0x100,
+  extendedAttributes = 0x200,
+  typeAndCreator = 0x400,
+};
+constexpr void isFileProviderMask(NSFileProviderItemFields) {}
+
+enum class NSFileProviderCreateItemOptions : std::uint32_t {
+  none = 0,
+  mayAlreadyExist = 1,
+  deletionConflicted = 2,
+};
+constexpr void isFileProviderMask(NSFileProviderCreateItemOptions) {}
+
+enum class NSFileProviderModifyItemOptions : std::uint32_t { none = 0, mayAlreadyExist = 1 };
+constexpr void isFileProviderMask(NSFileProviderModifyItemOptions) {}
+
+enum class NSFileProviderDeleteItemOptions : std::uint32_t { none = 0, recursive = 1 };
+constexpr void isFileProviderMask(NSFileProviderDeleteItemOptions) {}
+
 enum class NSFileProviderContentPolicy : std::int32_t {
   inherited = 0,
   downloadLazily = 1,
@@ -78,6 +113,14 @@ struct NSFileProviderItemVersion {
   NSData metadataVersion;
 
   friend bool operator==(const NSFileProviderItemVersion&, const NSFileProviderItemVersion&) = default;
+};
+
+// Four-character codes of old file systems; 0 where there is none.
+struct NSFileProviderTypeAndCreator {
+  std::uint32_t type = 0;
+  std::uint32_t creator = 0;
+
+  friend bool operator==(const NSFileProviderTypeAndCreator&, const NSFileProviderTypeAndCreator&) = default;
 };
 
 // A byte range: location and length in bytes.

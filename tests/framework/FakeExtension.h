@@ -75,11 +75,40 @@ class FakeExtension final : public NSFileProviderPrincipal {
   using RangeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,
                                   NSFileProviderMaterializationFlags, std::optional<NSError>>;
 
+  struct Creation {
+    NSFileProviderItemPtr item;
+    NSFileProviderItemFields fields;
+    std::optional<NSURL> contents;
+    NSFileProviderCreateItemOptions options;
+    std::shared_ptr<NSProgress> progress;
+    NSFileProviderItemCompletion handler;
+  };
+  struct Modification {
+    NSFileProviderItemPtr item;
+    NSFileProviderItemVersion base_version;
+    NSFileProviderItemFields fields;
+    std::optional<NSURL> contents;
+    NSFileProviderModifyItemOptions options;
+    std::shared_ptr<NSProgress> progress;
+    NSFileProviderItemCompletion handler;
+  };
+  struct Deletion {
+    std::string identifier;
+    NSFileProviderItemVersion base_version;
+    NSFileProviderDeleteItemOptions options;
+    std::shared_ptr<NSProgress> progress;
+    Completion<std::optional<NSError>> handler;
+  };
+
   std::vector<std::pair<std::string, std::shared_ptr<NSFileProviderEnumerationObserver>>> listings;
   std::vector<std::shared_ptr<NSFileProviderChangeObserver>> changes;
   std::function<void()> changesArrived;
   std::vector<WholeHandler> wholes;
   std::vector<std::pair<NSRange, RangeHandler>> ranges;
+  std::vector<Creation> creations;
+  std::vector<Modification> modifications;
+  std::vector<Deletion> deletions;
+  std::function<void()> writeArrived;  // after each creation, modification and deletion
 
   void answerListing(std::size_t index, const std::vector<NSFileProviderItemPtr>& items) {
     listings.at(index).second->didEnumerateItems(items);
@@ -117,8 +146,42 @@ class FakeExtension final : public NSFileProviderPrincipal {
     ranges.emplace_back(minimalRange, std::move(handler));
     return NSProgress::create();
   }
+  std::shared_ptr<NSProgress> createItemBasedOnTemplate(const NSFileProviderItemPtr& itemTemplate,
+                                                        NSFileProviderItemFields fields,
+                                                        const std::optional<NSURL>& contents,
+                                                        NSFileProviderCreateItemOptions options,
+                                                        const NSFileProviderRequest&,
+                                                        NSFileProviderItemCompletion handler) override {
+    return keep(creations,
+                {itemTemplate, fields, contents, options, NSProgress::create(), std::move(handler)});
+  }
+  std::shared_ptr<NSProgress> modifyItem(const NSFileProviderItemPtr& item,
+                                         const NSFileProviderItemVersion& baseVersion,
+                                         NSFileProviderItemFields changedFields,
+                                         const std::optional<NSURL>& contents,
+                                         NSFileProviderModifyItemOptions options,
+                                         const NSFileProviderRequest&,
+                                         NSFileProviderItemCompletion handler) override {
+    return keep(modifications, {item, baseVersion, changedFields, contents, options, NSProgress::create(),
+                                std::move(handler)});
+  }
+  std::shared_ptr<NSProgress> deleteItemWithIdentifier(const std::string& identifier,
+                                                       const NSFileProviderItemVersion& baseVersion,
+                                                       NSFileProviderDeleteItemOptions options,
+                                                       const NSFileProviderRequest&,
+                                                       Completion<std::optional<NSError>> handler) override {
+    return keep(deletions, {identifier, baseVersion, options, NSProgress::create(), std::move(handler)});
+  }
 
  private:
+  template <typename Request>
+  std::shared_ptr<NSProgress> keep(std::vector<Request>& requests, Request request) {
+    auto progress = request.progress;
+    requests.push_back(std::move(request));
+    if (writeArrived) writeArrived();
+    return progress;
+  }
+
   class Enumerator final : public NSFileProviderEnumerator {
    public:
     Enumerator(FakeExtension& extension, std::string identifier)
