@@ -36,17 +36,18 @@ bool answerFromReplica(fuse_req_t request, Inode parent, std::string_view name) 
 }  // namespace
 
 void volume::lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  if (answerFromReplica(request, parent, name)) return;
+  Volume& volume = of(request);
+  if (answerFromReplica(request, parent, name)) return volume.walkAhead().lookedUp(parent, false);
   if (isProbedEverywhere(name)) {
     fuse_reply_err(request, ENOENT);  // not remembered: the folder may have it once it is listed
     return;
   }
-  Volume& volume = of(request);
   const Inode folder = parent;
   volume.lister().list(
       folder, volume.kernelRequests().hold(request, [folder, wanted = std::string(name)](fuse_req_t held) {
         if (!answerFromReplica(held, folder, wanted)) fuse_reply_err(held, EIO);
       }));
+  volume.walkAhead().lookedUp(folder, true);
 }
 
 void volume::forget(fuse_req_t request, fuse_ino_t, std::uint64_t) { fuse_reply_none(request); }

@@ -18,12 +18,25 @@ bool isSmallFile(const NodeInfo& node) {
 
 }  // namespace
 
+// Counts a listing for as long as it is in flight.
+class WalkAhead::Ahead final : public Waiter {
+ public:
+  explicit Ahead(std::shared_ptr<std::atomic<std::size_t>> count) : count_(std::move(count)) { ++*count_; }
+  ~Ahead() override { --*count_; }
+  void done(int) override {}
+  bool gaveUp() const override { return true; }
+
+ private:
+  const std::shared_ptr<std::atomic<std::size_t>> count_;
+};
+
 WalkAhead::WalkAhead(Replica& replica, Lister& lister, Materialiser& materialiser)
     : replica_(replica),
       lister_(lister),
       materialiser_(materialiser),
       folders_(replica, 2, 4),
-      files_(replica, 4, 4) {}
+      files_(replica, 4, 4),
+      burst_(replica) {}
 
 void WalkAhead::openedFolder(const NodeInfo& folder, bool asked) {
   if (!folders_.wasForeseen(folder.inode) && !asked) return;
@@ -37,6 +50,14 @@ void WalkAhead::openedFile(const NodeInfo& file, bool asked) {
     if (const auto content = replica_.content(sibling)) {
       materialiser_.prefetch(*content, {0, (*content)->size()});
     }
+  }
+}
+
+void WalkAhead::lookedUp(Inode folder, bool asked) {
+  const std::size_t inFlight = *aheadInFlight_;
+  const std::size_t most = inFlight < kBurstListings ? kBurstListings - inFlight : 0;
+  for (const Inode beside : burst_.lookedUp(folder, asked, most)) {
+    lister_.listAhead(beside, std::make_shared<Ahead>(aheadInFlight_));
   }
 }
 

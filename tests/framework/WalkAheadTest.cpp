@@ -1,3 +1,5 @@
+#include <set>
+
 #include <gtest/gtest.h>
 
 #include "framework/walking/WalkAhead.h"
@@ -65,6 +67,82 @@ TEST_F(WalkAheadTest, AWalkOverSmallFilesIsForeseen) {
   EXPECT_FALSE(replica->materialisedRanges(node("f4").inode).empty());
   walk.openedFile(node("f8"), false);  // known already and not foreseen: no walk
   EXPECT_EQ(extension.wholes.size(), 3U);
+}
+
+struct LookupBurstTest : WalkAheadTest {
+  static constexpr int kTrees = 4;
+  static constexpr int kBranches = 40;
+
+  LookupBurst::Clock::time_point now{};
+  LookupBurst burst{*replica, [this] { return now; }};
+
+  LookupBurstTest() {
+    std::vector<NSFileProviderItemPtr> trees;
+    for (int tree = 0; tree < kTrees; ++tree) trees.push_back(FakeItem::folder(path(tree)));
+    replica->applyListing(kRootInode, trees);
+    for (int tree = 0; tree < kTrees; ++tree) {
+      std::vector<NSFileProviderItemPtr> branches;
+      for (int i = 0; i < kBranches; ++i) branches.push_back(FakeItem::folder(path(tree, i)));
+      replica->applyListing(folder(path(tree)), branches);
+    }
+  }
+
+  static std::string path(int tree) { return "/t" + std::to_string(tree); }
+  static std::string path(int tree, int branch) { return path(tree) + "/s" + std::to_string(branch); }
+  Inode folder(const std::string& identifier) const { return *replica->inodeForIdentifier(identifier); }
+  Inode branch(int number) const { return folder(path(number % kTrees, number / kTrees)); }
+  // Looks into folders of all trees in turn, up to the one before the burst.
+  void almost() {
+    for (int i = 0; i + 1 < static_cast<int>(LookupBurst::kFolders); ++i) {
+      EXPECT_TRUE(burst.lookedUp(branch(i), true, 4).empty());
+    }
+  }
+};
+
+TEST_F(LookupBurstTest, ManyFoldersInAShortTimeAreABurst) {
+  almost();
+  EXPECT_TRUE(burst.lookedUp(branch(3), true, 4).empty());  // looked into already
+  const auto found = burst.lookedUp(branch(21), true, 4);
+  EXPECT_EQ(found, (std::vector<Inode>{branch(25), branch(29), branch(33), branch(37)}));
+  EXPECT_TRUE(burst.lookedUp(branch(100), false, 4).empty());  // was listed long before
+  replica->applyListing(branch(41), {});
+  EXPECT_EQ(burst.lookedUp(branch(29), false, 2), (std::vector<Inode>{branch(45), branch(49)}));
+  EXPECT_TRUE(burst.lookedUp(branch(29), false, 2).empty());
+}
+
+TEST_F(LookupBurstTest, FoldersOverALongTimeOrDownOnePathAreNone) {
+  almost();
+  now += LookupBurst::kTime + std::chrono::milliseconds(1);
+  almost();
+  std::string deep = path(0, 9);
+  for (int depth = 0; depth < 40; ++depth) {
+    const std::string below = deep + "/d";
+    replica->applyListing(folder(deep), {FakeItem::folder(below), FakeItem::folder(deep + "/e")});
+    deep = below;
+    now += LookupBurst::kTime / 4;
+    EXPECT_TRUE(burst.lookedUp(folder(deep), true, 4).empty());
+  }
+}
+
+TEST_F(LookupBurstTest, OfALargeFolderNoMoreIsToldThanFoldersAreLookedInto) {
+  almost();
+  std::set<Inode> told;
+  int lookedInto = 0;
+  for (int i = 0; i < kBranches; i += 5, ++lookedInto) {
+    for (const Inode inode : burst.lookedUp(folder(path(3, i)), true, 2)) {
+      EXPECT_TRUE(told.insert(inode).second);
+    }
+  }
+  EXPECT_LE(told.size(), 2U * static_cast<std::size_t>(lookedInto));
+  EXPECT_GE(told.size(), static_cast<std::size_t>(lookedInto));
+}
+
+TEST_F(LookupBurstTest, FewListingsOfABurstAreInFlight) {
+  for (int i = 0; i < 60; ++i) walk.lookedUp(branch(i), true);
+  EXPECT_EQ(extension.listings.size(), WalkAhead::kBurstListings);
+  extension.answerListing(0, {});
+  walk.lookedUp(branch(70), true);
+  EXPECT_EQ(extension.listings.size(), WalkAhead::kBurstListings + 1);
 }
 
 }  // namespace
