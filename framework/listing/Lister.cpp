@@ -6,6 +6,11 @@
 #include "framework/requests/Errno.h"
 
 namespace zelto {
+namespace {
+
+constexpr std::size_t kFewWaiters = 16;
+
+}  // namespace
 
 // Collects the pages of one listing and takes them into the replica as a whole.
 class Lister::Observer final : public NSFileProviderEnumerationObserver {
@@ -40,12 +45,26 @@ Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandle
                std::function<void(std::size_t)> listed)
     : extension_(extension), replica_(replica), changed_(std::move(changed)), listed_(std::move(listed)) {}
 
+std::vector<WaiterPtr> Lister::Listing::add(WaiterPtr waiter) {
+  std::vector<WaiterPtr> gone;
+  if (waiters.size() >= std::max(tidyAt, kFewWaiters)) {
+    const auto staying =
+        std::ranges::stable_partition(waiters, [](const auto& each) { return !each->gaveUp(); });
+    gone.assign(std::make_move_iterator(staying.begin()), std::make_move_iterator(staying.end()));
+    waiters.erase(staying.begin(), staying.end());
+    tidyAt = 2 * waiters.size();
+  }
+  waiters.push_back(std::move(waiter));
+  return gone;
+}
+
 void Lister::list(Inode folder, WaiterPtr waiter) {
   std::uint64_t attempt = 0;
+  std::vector<WaiterPtr> gone;  // destroyed after the lock
   {
     const std::lock_guard lock(mutex_);
     Listing& listing = listings_[folder];
-    listing.waiters.push_back(std::move(waiter));
+    gone = listing.add(std::move(waiter));
     if (listing.attempt == 0 && sending_) attempt = listing.attempt = nextAttempt_++;
   }
   if (attempt != 0) send(folder, attempt);
@@ -126,6 +145,13 @@ bool Lister::sending() const {
 std::size_t Lister::inFlight() const {
   const std::lock_guard lock(mutex_);
   return listings_.size();
+}
+
+std::size_t Lister::waiters() const {
+  const std::lock_guard lock(mutex_);
+  std::size_t count = 0;
+  for (const auto& [folder, listing] : listings_) count += listing.waiters.size();
+  return count;
 }
 
 }  // namespace zelto

@@ -41,12 +41,19 @@ class Lister {
   // Whether there is a host whose changes are in.
   bool sending() const;
   std::size_t inFlight() const;
+  // Of all listings in flight. Those who gave up are among them for a while: at most as many as those who
+  // have not, and a few for each listing.
+  std::size_t waiters() const;
 
  private:
   class Observer;
   struct Listing {
     std::vector<WaiterPtr> waiters;
     std::uint64_t attempt = 0;  // 0 while it waits for a host
+    std::size_t tidyAt = 0;     // so many waiters are looked through for those who gave up
+
+    // Gives those who gave up, to be destroyed without the lock.
+    std::vector<WaiterPtr> add(WaiterPtr waiter);
   };
 
   void send(Inode folder, std::uint64_t attempt);

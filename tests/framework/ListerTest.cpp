@@ -39,6 +39,21 @@ TEST_F(ListerTest, AListingStaysTheOnlyOneAfterItsWaiterGaveUp) {
   EXPECT_EQ(later->answers, std::vector<int>{0});
 }
 
+TEST_F(ListerTest, WhoGaveUpDoesNotStayUntilAStoppedHostAnswers) {
+  const auto patient = list(kRootInode);
+  std::weak_ptr<RecordingWaiter> first;
+  for (int i = 0; i < 1000; ++i) {
+    const auto waiter = list(kRootInode);
+    waiter->given_up = true;
+    if (i == 0) first = waiter;
+  }
+  EXPECT_TRUE(first.expired());
+  EXPECT_LT(lister.waiters(), 50U);
+  EXPECT_EQ(extension.listings.size(), 1U);
+  extension.answerListing(0, {});
+  EXPECT_EQ(patient->answers, std::vector<int>{0});
+}
+
 TEST_F(ListerTest, WithoutAHostAListingWaitsForOne) {
   lister.hostLost();
   const auto waiter = list(kRootInode);
