@@ -16,7 +16,10 @@ namespace zelto {
 //   Status() -> s                                   JSON: domain, mountPoint, pid, hostConnected (bool;
 //                                                   its changes are in then),
 //                                                   items, folders, materialisedFiles, materialisedBytes,
-//                                                   requestsInFlight
+//                                                   requestsInFlight, pending, uploading, failed, conflicts
+//                                                   (local changes, as in PendingChanged; conflicts: how
+//                                                   often since the start both versions had to be kept, or a
+//                                                   removal was given up)
 //   Item(ay path) -> s                              JSON of what the replica knows of the item: identifier,
 //                                                   name, type (file|folder|symlink), size, modified (seconds
 //                                                   since 1970), capabilities, fileSystemFlags, inode,
@@ -26,8 +29,30 @@ namespace zelto {
 //   List(ay path) -> s                              JSON array of such items: the folder's children
 //   Fetch(ay path) -> t                             starts to materialise a file; a ticket for FetchProgress
 //   Evict(ay path) -> t                             drops local content (a folder: all below); bytes freed
+//   Pending() -> s                                  JSON array of the local changes that the server has not
+//                                                   taken, oldest first (the first 10000): path (absolute),
+//                                                   kind (create|upload|move|remove|metadata), state
+//                                                   (pending|uploading|waiting|failed|local), reason ("" for
+//                                                   none), completed and total (bytes), attempts (that
+//                                                   failed), since (seconds since 1970). waiting: the change
+//                                                   of another item comes first, or a program still writes to
+//                                                   it; local: a temporary file, never sent
+//   Wait() -> s                                     answered once no local change is left that could be sent
+//                                                   now or soon, which may take for ever without a host;
+//                                                   sends everything without the usual pause. JSON array of
+//                                                   those that failed, as in Pending
+//   Retry(ay path)                                  tries a failed change again now; an empty path: all.
+//                                                   ENOENT when there is no local change there
+//   Cancel(ay path)                                 gives a local change up: what was created here goes,
+//                                                   anything else is again as the server has it. ENOENT
+//                                                   likewise
 //   Shutdown()                                      unmounts and ends the process
 // Signals:
+//   PendingChanged(t pending, t uploading, t failed)   counts of local changes, each in one of the three;
+//                                                   uploading: being sent. At most four times a second
+//   UploadProgress(s path, t completed, t total)    bytes of one upload, likewise
+//   Conflict(s path, s message)                     somebody else had changed the same item; both versions
+//                                                   are kept, or a removal was given up
 //   FetchProgress(t ticket, t completed, t total, b finished, s error)   bytes; error "" when none
 //   StateChanged(s what)                            host connected or lost ("host"), settings, changes
 //   ("changes")
