@@ -12,12 +12,14 @@
 
 #include "platform/foundation/FileCopy.h"
 #include "platform/foundation/Path.h"
+#include "platform/foundation/UniqueDescriptor.h"
 
 namespace zelto {
 namespace {
 
 constexpr mode_t kPrivate = 0700;
 constexpr mode_t kDefault = 0777;
+constexpr mode_t kNewFile = 0666;
 
 enum CocoaCode : std::uint16_t {
   kFileNoSuchFileError = 4,
@@ -119,6 +121,18 @@ std::optional<NSError> NSFileManager::removeItem(const NSURL& url) {
 bool NSFileManager::fileExists(const NSURL& url) {
   struct ::stat status {};
   return ::stat(url.path().c_str(), &status) == 0;
+}
+
+bool NSFileManager::fileExists(const NSURL& url, bool& isDirectory) {
+  struct ::stat status {};
+  const bool exists = ::stat(url.path().c_str(), &status) == 0;
+  isDirectory = exists && S_ISDIR(status.st_mode);
+  return exists;
+}
+
+bool NSFileManager::createFileAtPath(const std::string& path) {
+  const UniqueDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFile));
+  return static_cast<bool>(file);
 }
 
 std::optional<NSURL> NSFileManager::containerURLForSecurityApplicationGroupIdentifier(

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/foundation/NSDirectoryEnumerator.h"
 #include "platform/foundation/NSError.h"
 #include "platform/foundation/NSURL.h"
 
@@ -24,6 +25,12 @@ class NSFileManager {
   std::optional<NSError> removeItem(const NSURL& url);
   // Follows symbolic links.
   bool fileExists(const NSURL& url);
+  // Also tells whether it is a folder; false for what does not exist.
+  bool fileExists(const NSURL& url, bool& isDirectory);
+  // An empty file, also in the place of one that is there. False where that fails.
+  bool createFileAtPath(const std::string& path);
+  // Everything below the folder; nothing where there is no such folder.
+  NSDirectoryEnumerator enumeratorAtPath(std::string path) { return NSDirectoryEnumerator(std::move(path)); }
 
   // The directory that processes of one application group share; made (mode 0700) when missing. It lies
   // in the data home, so that it is on one volume with the replica. Nothing when it cannot be made.

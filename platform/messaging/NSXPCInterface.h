@@ -70,7 +70,8 @@ class XPCChannel {
   // (their bodies laid end to end) and, beyond a bound, dropped and counted.
   virtual void sendJoined(XPCMessage call) = 0;
   virtual void call(XPCMessage call, std::unique_ptr<XPCReplyHandler> handler) = 0;
-  // The progress follows the peer's; cancelling it cancels the peer's. Never null.
+  // The progress follows the peer's; cancelling it cancels the peer's, whatever cancellation handler the
+  // caller sets. Never null.
   virtual std::shared_ptr<NSProgress> callWithProgress(XPCMessage call,
                                                        std::unique_ptr<XPCReplyHandler> handler) = 0;
 };

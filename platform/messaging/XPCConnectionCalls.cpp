@@ -65,9 +65,12 @@ std::shared_ptr<NSProgress> XPCConnection::callWithProgress(XPCMessage call,
   std::uint16_t operation = call.operation;
   auto id = outgoing_.add({.operation = operation, .handler = std::move(handler), .progress = progress});
   if (!id) return progress;
-  progress->setCancellationHandler([connection = weak_from_this(), id = *id] {
+  // In a child, which takes no part in the counts: the progress's own handler is the caller's to set.
+  auto cancellation = NSProgress::create();
+  cancellation->setCancellationHandler([connection = weak_from_this(), id = *id] {
     if (auto self = connection.lock()) self->cancelCall(id);
   });
+  progress->addChild(std::move(cancellation), 0);
   writer_->write({.kind = FrameKind::call, .id = *id, .message = std::move(call)});
   return progress;
 }

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,6 +55,49 @@ TEST_F(NSFileManagerTest, errorsNameThePathAndTheReason) {
       << "folders have one name";
   EXPECT_EQ(manager_.createDirectory(NSURL::fileURL(folder_.path(std::string(300, 'n'))), false)->code(),
             512);
+}
+
+TEST_F(NSFileManagerTest, tellsFilesFromFoldersAndMakesEmptyFiles) {
+  folder_.write("d/f", "text");
+  std::filesystem::create_symlink("d", folder_.path("link"));
+  bool isDirectory = false;
+  EXPECT_TRUE(manager_.fileExists(url("link"), isDirectory) && isDirectory);
+  EXPECT_TRUE(manager_.fileExists(url("d/f"), isDirectory) && !isDirectory);
+  isDirectory = true;
+  EXPECT_FALSE(manager_.fileExists(url("missing"), isDirectory) || isDirectory);
+  EXPECT_TRUE(manager_.createFileAtPath(folder_.path("d/f")));
+  EXPECT_EQ(contentOf(folder_.path("d/f")), "");
+  EXPECT_FALSE(manager_.createFileAtPath(folder_.path("missing/f")));
+  EXPECT_FALSE(manager_.createFileAtPath(folder_.path("d")));
+}
+
+TEST_F(NSFileManagerTest, enumeratesFoldersBeforeTheirEntriesAndFollowsNoLink) {
+  folder_.write("t/a/b/deep", "12345");
+  folder_.write("t/a/file", "1");
+  std::filesystem::create_directory_symlink(folder_.path(), folder_.path("t/loop"));
+  std::filesystem::create_symlink("nowhere", folder_.path("t/a/dangling"));
+  ASSERT_EQ(::mkfifo(folder_.path("t/pipe").c_str(), 0600), 0);
+  auto entries = manager_.enumeratorAtPath(folder_.path("t"));
+  std::map<std::string, std::pair<std::string_view, std::uint64_t>> seen;
+  while (auto entry = entries.nextObject()) {
+    const auto parent = std::filesystem::path(*entry).parent_path().native();
+    EXPECT_TRUE(parent.empty() || seen.contains(parent)) << *entry;
+    seen[*entry] = {entries.fileAttributes().fileType, entries.fileAttributes().fileSize};
+    // An import moves each file away as it comes to it.
+    if (entries.fileAttributes().fileType == NSFileTypeRegular) {
+      std::filesystem::remove(folder_.path("t/" + *entry));
+    }
+  }
+  EXPECT_EQ(seen.size(), 7U);
+  EXPECT_EQ(seen["a"].first, NSFileTypeDirectory);
+  EXPECT_EQ(seen["a/b"].first, NSFileTypeDirectory);
+  EXPECT_EQ(seen["a/b/deep"], std::pair(NSFileTypeRegular, std::uint64_t{5}));
+  EXPECT_EQ(seen["a/file"].second, 1U);
+  EXPECT_EQ(seen["loop"].first, NSFileTypeSymbolicLink);
+  EXPECT_EQ(seen["a/dangling"].first, NSFileTypeSymbolicLink);
+  EXPECT_EQ(seen["pipe"].first, NSFileTypeUnknown);
+  EXPECT_FALSE(entries.nextObject());
+  EXPECT_FALSE(manager_.enumeratorAtPath(folder_.path("missing")).nextObject());
 }
 
 TEST_F(NSFileManagerTest, createsAndRemovesFolders) {

@@ -61,6 +61,18 @@ TEST_F(Progress, CancellingReachesTheHostsProgressOnce) {
   finish();
 }
 
+TEST_F(Progress, CancellingReachesTheHostAlsoWhereTheCallerHasAHandlerOfItsOwn) {
+  Mailbox<bool> cancelled;
+  fake().progress()->setCancellationHandler([&cancelled] { cancelled.put(true); });
+  auto progress = start();
+  int own = 0;
+  progress->setCancellationHandler([&own] { ++own; });
+  progress->cancel();
+  EXPECT_NO_THROW(cancelled.take());
+  EXPECT_EQ(1, own);
+  finish();
+}
+
 TEST_F(Progress, NothingTravelsOnceTheCallIsAnswered) {
   auto progress = start();
   finish();
