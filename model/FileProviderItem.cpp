@@ -19,8 +19,8 @@ namespace {
 
 const std::optional<std::string> kNoText;
 
-// Guards the two fields of every item that are filled in on first reading. One lock for all items, since
-// a lock of its own would cost each item more than the version it guards.
+// Guards the fields of every item that change once it is shared: two are filled in on first reading, and the
+// last used date. One lock for all items, since a lock of its own would cost each more than what it guards.
 std::mutex& lazyFieldsMutex() {
   static auto* const mutex = new std::mutex();
   return *mutex;
@@ -55,6 +55,16 @@ void FileProviderItem::setDates(std::optional<NSDate> date) {
 
 void FileProviderItem::updateModifiedDate(std::optional<NSDate> date) {
   setContentModificationDate(date);
+  updateLastUsedDate(date);
+}
+
+std::optional<NSDate> FileProviderItem::lastUsedDate() const {
+  const std::lock_guard lock(lazyFieldsMutex());
+  return lastUsedDate_;
+}
+
+void FileProviderItem::updateLastUsedDate(std::optional<NSDate> date) {
+  const std::lock_guard lock(lazyFieldsMutex());
   lastUsedDate_ = date;
 }
 

@@ -56,7 +56,7 @@ using FileProviderItemList = std::vector<FileProviderItemPtr>;
 
 // The one record by which the extension describes an item to the framework.
 // THREAD: fields are set before a record is shared; what is filled in on first reading (modification
-// date, version) may be read from any thread.
+// date, version) and the last used date may be read and updated from any thread.
 class FileProviderItem final : public NSFileProviderItem {
  public:
   // The record of an item that the host describes, made by the factory of its type. Null, after a line
@@ -98,7 +98,7 @@ class FileProviderItem final : public NSFileProviderItem {
   std::optional<std::int64_t> documentSize() const override { return documentSize_; }
   std::optional<NSDate> creationDate() const override { return creationDate_; }
   std::optional<NSDate> contentModificationDate() override;
-  std::optional<NSDate> lastUsedDate() const override { return lastUsedDate_; }
+  std::optional<NSDate> lastUsedDate() const override;
   const NSDictionary* extendedAttributes() const override;
   const std::optional<std::string>& symlinkTargetPath() const override;
   std::optional<NSFileProviderContentPolicy> contentPolicy() const override { return contentPolicy_; }
@@ -132,10 +132,14 @@ class FileProviderItem final : public NSFileProviderItem {
   void setItemVersion(std::shared_ptr<const NSFileProviderItemVersion> version);
   FileProviderItemFlags& flags() { return flags_; }
 
-  void updateContentType(std::optional<UTType> type) { contentType_ = type; }
+  // What follows a change that the framework reports, also in a record that is shared already. The type is
+  // not guarded: where it is the same, as it nearly always is, nothing is written.
+  void updateContentType(std::optional<UTType> type) {
+    if (contentType_ != type) contentType_ = type;
+  }
   // The modification date and the last used date.
   void updateModifiedDate(std::optional<NSDate> date);
-  void updateLastUsedDate(std::optional<NSDate> date) { lastUsedDate_ = date; }
+  void updateLastUsedDate(std::optional<NSDate> date);
 
  private:
   struct Rare;

@@ -1,0 +1,10 @@
+#include "transfer/FileProviderHelper.h"
+
+namespace zelto {
+
+FileProviderHelper& FileProviderHelper::instance() {
+  static auto* const helper = new FileProviderHelper();
+  return *helper;
+}
+
+}  // namespace zelto
