@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "platform/fileprovider/NSFileProviderTypes.h"
 
@@ -26,6 +27,45 @@ std::int64_t cocoaCode(int code) {
   }
 }
 
+// What a failed change means, and what can be done about it.
+struct WriteFailure {
+  int code;
+  std::int64_t cocoa;
+  std::string_view text;
+};
+constexpr WriteFailure kNoPermission{
+    EACCES, kWriteNoPermissionError,
+    "the server does not allow this change; ask for the right to write there, or work on a copy"};
+constexpr WriteFailure kNoSpace{ENOSPC, kWriteOutOfSpaceError,
+                                "there is no space left on the server; remove something there and try again"};
+constexpr WriteFailure kExists{
+    EEXIST, kWriteFileExistsError,
+    "there is an item of this name on the server already; rename or remove one of the two"};
+constexpr WriteFailure kReadOnly{EROFS, kWriteVolumeReadOnlyError,
+                                 "this part of the server can only be read; save it somewhere else"};
+constexpr WriteFailure kTooLong{ENAMETOOLONG, kWriteInvalidFileNameError,
+                                "the name is too long for the server; choose a shorter one"};
+
+std::optional<WriteFailure> knownFailure(int code) {
+  switch (code) {
+    case EACCES:
+    case EPERM:
+      return kNoPermission;
+    case ENOSPC:
+    case EDQUOT:
+      return kNoSpace;
+    case EEXIST:
+    case EISDIR:
+      return kExists;
+    case EROFS:
+      return kReadOnly;
+    case ENAMETOOLONG:
+      return kTooLong;
+    default:
+      return std::nullopt;
+  }
+}
+
 }  // namespace
 
 NSError cocoaError(std::int64_t code, std::string description) {
@@ -44,6 +84,36 @@ NSError backendError(int code, std::string_view path) {
     return noSuchItemError(path);
   }
   return cocoaError(cocoaCode(code), quoted(path, std::strerror(code)));
+}
+
+NSError writeError(int code, std::string_view path) {
+  if (code == ENOENT || code == ENOTDIR || code == ELOOP || code == ESTALE) return noSuchItemError(path);
+  if (const auto known = knownFailure(code)) return cocoaError(known->cocoa, quoted(path, known->text));
+  if (code == EINVAL) {
+    return errorWithPOSIXCode(
+        code,
+        quoted(path, "the server cannot keep an item under this name or in this place; choose another"));
+  }
+  if (code == EXDEV || code == EBUSY || code == EFBIG) {
+    return errorWithPOSIXCode(code, quoted(path, std::strerror(code)));
+  }
+  return cocoaError(kWriteUnknownError, quoted(path, std::strerror(code)));
+}
+
+NSError refusedError(std::string_view path, std::string_view reason) {
+  return cocoaError(kWriteNoPermissionError, quoted(path, reason));
+}
+
+NSError cancelledError(std::string_view path) {
+  return cocoaError(kUserCancelledError, quoted(path, "cancelled"));
+}
+
+bool isExisting(const NSError& error) {
+  return error.domain() == NSCocoaErrorDomain && error.code() == kWriteFileExistsError;
+}
+
+bool isOtherVolume(const NSError& error) {
+  return error.domain() == NSPOSIXErrorDomain && error.code() == EXDEV;
 }
 
 bool isNoSuchItem(const NSError& error) {

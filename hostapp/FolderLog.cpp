@@ -100,6 +100,17 @@ void FolderLog::stored(const std::vector<const StoredFolder*>& folders) {
   const std::lock_guard lock(mutex_);
   if (waiting_.empty()) return;
   for (const auto* folder : folders) waiting_.erase(folder->path);
+  emptyIfDoneLocked();
+}
+
+void FolderLog::dropped(const std::vector<std::string>& paths) {
+  const std::lock_guard lock(mutex_);
+  if (waiting_.empty()) return;
+  for (const auto& path : paths) waiting_.erase(path);
+  emptyIfDoneLocked();
+}
+
+void FolderLog::emptyIfDoneLocked() {
   if (waiting_.empty() && ::ftruncate(file_.get(), 0) != 0) file_.reset();
 }
 

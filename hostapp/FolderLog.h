@@ -33,8 +33,12 @@ class FolderLog {
   void append(const StoredFolder& folder);
   // The store holds these now.
   void stored(const std::vector<const StoredFolder*>& folders);
+  // Nobody needs these any more.
+  void dropped(const std::vector<std::string>& paths);
 
  private:
+  void emptyIfDoneLocked();
+
   const std::string path_;
   std::mutex mutex_;
   UniqueDescriptor file_;

@@ -98,4 +98,13 @@ std::vector<NamedChange> FolderSnapshot::apply(const std::vector<std::string>& n
   return changes;
 }
 
+bool FolderSnapshot::forget(const std::string& name, const EntryStat& seen, std::timespec now) {
+  const auto at = std::lower_bound(entries_.begin(), entries_.end(), name,
+                                   [](const Entry& entry, const std::string& n) { return entry.name < n; });
+  if (at == entries_.end() || at->name != name || comparable(at->stat) != comparable(seen)) return false;
+  if (nanosecondsBetween(seen.changed, now) <= kSettleNanoseconds) return false;
+  entries_.erase(at);
+  return true;
+}
+
 }  // namespace zelto

@@ -39,6 +39,10 @@ class FolderSnapshot {
   std::vector<NamedChange> apply(const std::vector<std::string>& names,
                                  const std::vector<std::optional<BackendEntry>>& found, std::timespec now);
 
+  // Forgets an entry if it is the one that was looked at, at the system's time `now`; whether it was. False
+  // also when it had changed so shortly before that it may have been another by then.
+  bool forget(const std::string& name, const EntryStat& seen, std::timespec now);
+
   std::string encoded() const;
   // Nothing for bytes that are not an encoded snapshot.
   static std::optional<FolderSnapshot> decoded(std::string_view bytes);

@@ -70,6 +70,18 @@ class FolderWatcher {
   void rescanAll();
   void dropView(const std::string& view);
 
+  // This host itself takes an entry away, at the extension's wish. What it looked like just before, and when:
+  // only if nothing else has become of it meanwhile is its going not reported.
+  struct OwnRemoval {
+    std::string path;
+    EntryStat before;
+    std::timespec lookedAt{};
+  };
+  void removed(OwnRemoval removal);
+  // This host itself gives a folder another path: `move` does it, between two looks on the watcher's thread,
+  // and tells whether it did. What is known at and below the old path is then known below the new one.
+  void moveFolder(OwnRemoval from, const std::string& to, std::move_only_function<bool()> move);
+
   struct Counts {
     std::size_t folders = 0;
     std::size_t unwatched = 0;
@@ -115,6 +127,8 @@ class FolderWatcher {
   void observed(const Listing& listing, std::expected<Seen, NSError> seen);
   void observedFirst(const Listing& listing, Seen seen);
   void observedAgain(const Listing& listing, KnownFolder& known, FolderSnapshot seen);
+  void forgetRemoved(const OwnRemoval& removal);
+  void moveKnown(const std::string& from, const std::string& to);
   void deliver(std::vector<PathChange> changes);
   void markForSaving(const std::string& folder, std::size_t size);
   void save();

@@ -75,8 +75,9 @@ std::optional<NSError> Host::open(const HostOptions& options) {
       NSFileManager::defaultManager().containerURLForSecurityApplicationGroupIdentifier(kGroupIdentifier);
   if (!group) return cocoaError(kReadUnknownError, "The group directory cannot be made.");
   log_ = std::make_shared<LogFile>(options.logPath.empty() ? *directory + "/host.log" : options.logPath);
-  parts_ = HostParts::make({backend_, store_, log_, ContainerNames::ofMainBundle(), group->path(),
-                            [this] { connector_->signalChanges(); }});
+  parts_ =
+      HostParts::make({backend_, store_, log_, ContainerNames::ofMainBundle(),
+                       group->path() + "/host-" + options.domain, [this] { connector_->signalChanges(); }});
   return std::nullopt;
 }
 

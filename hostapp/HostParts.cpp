@@ -12,14 +12,14 @@ constexpr std::size_t kDownloadThreads = 2;
 }  // namespace
 
 std::shared_ptr<HostParts> HostParts::make(Given given) {
-  const std::string downloads = given.groupDirectory + "/host";
-  prepareTransferFolder(downloads);
+  prepareTransferFolder(given.transferFolder);
   auto parts = std::make_shared<HostParts>();
   auto& p = *parts;
   p.backend = given.backend;
   p.store = given.store;
   p.log = given.log;
   p.signalChanges = std::move(given.signalChanges);
+  p.transferFolder = given.transferFolder;
   p.markedItems = std::make_shared<MarkedItems>(p.store);
   p.mode = std::make_shared<HostModeState>(std::move(given.names), p.store->mode().value_or(HostMode()));
   p.counters = std::make_shared<CallCounters>();
@@ -35,7 +35,9 @@ std::shared_ptr<HostParts> HostParts::make(Given given) {
   p.listings = std::make_shared<Listings>(
       Listings::Parts{p.backend, p.markedItems, p.mode, p.resolver, p.watcher, p.log});
   p.marks = std::make_shared<MarkActions>(p.backend, p.markedItems, p.resolver, p.publisher, p.watcher);
-  p.downloads = std::make_shared<Downloads>(Downloads::Parts{p.backend, p.counters, p.pool.get(), downloads});
+  p.downloads =
+      std::make_shared<Downloads>(Downloads::Parts{p.backend, p.counters, p.pool.get(), p.transferFolder});
+  p.work = std::make_shared<WorkRunner>(p.pool.get());
   return parts;
 }
 

@@ -17,6 +17,7 @@
 #include "hostapp/MarkActions.h"
 #include "hostapp/MarkedItems.h"
 #include "hostapp/ServerBackend.h"
+#include "hostapp/WorkRunner.h"
 #include "hostapp/WorkerPool.h"
 
 namespace zelto {
@@ -40,13 +41,16 @@ struct HostParts {
   std::shared_ptr<Listings> listings;
   std::shared_ptr<MarkActions> marks;
   std::shared_ptr<Downloads> downloads;
+  std::shared_ptr<WorkRunner> work;
+  std::string transferFolder;  // this host's own folder in the group directory
 
   struct Given {
     std::shared_ptr<ServerBackend> backend;
     std::shared_ptr<HostStore> store;
     std::shared_ptr<LogFile> log;
     ContainerNames names;
-    std::string groupDirectory;
+    // Made where it is missing. What lies there at the start was left behind by an earlier run.
+    std::string transferFolder;
     // The journal holds changes. May be called on any thread, until `stop` has returned.
     std::function<void()> signalChanges;
   };

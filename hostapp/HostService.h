@@ -11,15 +11,17 @@
 namespace zelto {
 
 // The host's exported object: one for each connection. Calls are counted and carried out on the pool.
-// What this host does not do (uploads, creation, deletion, moves, thumbnails) is answered with "feature
-// unsupported"; actions without a reply that it does not do leave a line in the log.
-// THREAD: any.
+// What this host does not do (thumbnails) is answered with "feature unsupported"; actions without a reply
+// that it does not do leave a line in the log. Content to upload is the host's from the call on, whatever
+// becomes of it, and is removed before the reply. THREAD: any.
 class HostService : public ZeltoFileProviderServerInterface {
  public:
   HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection)
       : parts_(std::move(parts)), connection_(connection) {}
 
-  // The connection is gone: downloads for it end, and what they made is removed.
+  // The connection is gone: downloads for it end, and what they made is removed. Changes that have not begun,
+  // or do not show yet, never will: the other side asks again, and that must not be undone by what it asked
+  // before.
   void abandon() { *abandoned_ = true; }
 
   void enumeratorInvalidatedPath(const std::string& path) override;

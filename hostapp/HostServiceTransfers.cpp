@@ -7,37 +7,11 @@ namespace zelto {
 NSError HostService::unsupported(const char* operation, const std::string& path) {
   notDone(operation, path);
   return cocoaError(kFeatureUnsupportedError,
-                    "\"" + path + "\": this host application only reads; it does not do " + operation + ".");
+                    "\"" + path + "\": this host application does not do " + operation + ".");
 }
 
 void HostService::thumbnailForPath(const std::string& path, ThumbnailReply completion) {
   completion(std::nullopt, unsupported("thumbnail", path));
-}
-
-std::shared_ptr<NSProgress> HostService::uploadFileWithPath(const std::string& path,
-                                                            const std::optional<NSURL>&, bool,
-                                                            const std::optional<NSDate>&,
-                                                            FileReply completion) {
-  completion(std::nullopt, unsupported("uploadFile", path));
-  return NSProgress::create();
-}
-
-std::shared_ptr<NSProgress> HostService::createDirectoryWithPath(const std::string& path, bool,
-                                                                 FileReply completion) {
-  completion(std::nullopt, unsupported("createDirectory", path));
-  return NSProgress::create();
-}
-
-std::shared_ptr<NSProgress> HostService::deleteItemWithPath(const std::string& path,
-                                                            ErrorReply completionHandler) {
-  completionHandler(unsupported("deleteItem", path));
-  return NSProgress::create();
-}
-
-std::shared_ptr<NSProgress> HostService::moveItemWithPath(const std::string& path, const std::string&,
-                                                          FileReply completion) {
-  completion(std::nullopt, unsupported("moveItem", path));
-  return NSProgress::create();
 }
 
 std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string& path,

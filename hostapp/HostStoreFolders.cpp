@@ -65,7 +65,9 @@ void HostStore::removeFolders(const std::vector<std::string>& paths) {
     note(remove.bind(1, path).run());
     remove.reset();
   }
-  note(transaction.commit());
+  const bool committed = transaction.commit();
+  note(committed);
+  if (committed) log_.dropped(paths);
 }
 
 }  // namespace zelto

@@ -1,8 +1,12 @@
 #include "hostapp/ItemResolver.h"
 
+#include <cerrno>
+
 #include "hostapp/BackendErrors.h"
+#include "hostapp/BeneathFolder.h"
 #include "hostapp/KnownFolders.h"
 #include "platform/foundation/Path.h"
+#include "platform/foundation/Unicode.h"
 
 namespace zelto {
 
@@ -15,7 +19,38 @@ std::expected<NSDictionary, NSError> containerDictionaryIf(bool shown, int type,
   return containerDictionary(type);
 }
 
+NSError unparsableError(const std::string& identifier) {
+  const bool possible = identifier.starts_with('/') && isRelativePath(identifier.substr(1));
+  if (possible && isValidUTF8(identifier)) return noSuchItemError(identifier);
+  return writeError(EINVAL, identifier);
+}
+
+// Why an item cannot be changed whoever asks; nothing when it can.
+std::optional<std::string_view> refusalOf(const ServerPath& parsed) {
+  switch (parsed.area) {
+    case ServerArea::server:
+      if (!isSharePath(parsed.path)) return std::nullopt;
+      return "shares are set up and removed on the server itself; work in the folders below them";
+    case ServerArea::bookmark:
+      if (!parsed.path.empty()) return std::nullopt;
+      return "it is a bookmark; remove the bookmark, or change the item that it stands for";
+    case ServerArea::offline:
+      return "offline files are changed where they lie on the server";
+    default:
+      return "this container always stays as it is; work in the folders below the shares";
+  }
+}
+
 }  // namespace
+
+std::expected<ResolvedItem, NSError> ItemResolver::resolveForChange(const std::string& identifier) const {
+  const auto parsed = mode_->paths()->parse(identifier);
+  if (!parsed) return std::unexpected(unparsableError(identifier));
+  if (const auto refusal = refusalOf(*parsed)) return std::unexpected(refusedError(identifier, *refusal));
+  auto resolved = resolve(identifier);
+  if (!resolved) return std::unexpected(noSuchItemError(identifier));
+  return *std::move(resolved);
+}
 
 std::optional<ResolvedItem> ItemResolver::resolve(const std::string& identifier) const {
   auto parsed = mode_->paths()->parse(identifier);

@@ -29,6 +29,9 @@ class ItemResolver {
   // A share, an item below one, or either below a bookmark or an offline item. Nothing for containers and
   // for what cannot be.
   std::optional<ResolvedItem> resolve(const std::string& identifier) const;
+  // The same for what is to be made, changed or removed. ERRORS: refused for containers, shares, marks
+  // themselves and offline files; a name that no item can have; no such item.
+  std::expected<ResolvedItem, NSError> resolveForChange(const std::string& identifier) const;
   // What a path on the server is called in a view; nothing where the view does not show it any more.
   std::optional<std::string> identifier(const std::string& path, const std::string& view) const;
 

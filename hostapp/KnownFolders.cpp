@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "hostapp/ServerPaths.h"
+
 namespace zelto {
 
 void KnownFolder::addView(const std::string& view) {
@@ -29,6 +31,21 @@ std::vector<std::string> KnownFolders::remove(const std::string& path) {
   for (auto at = first; at != last; ++at) removed.push_back(at->first);
   folders_.erase(first, last);
   return removed;
+}
+
+std::vector<std::pair<std::string, std::string>> KnownFolders::rename(const std::string& from,
+                                                                      const std::string& to) {
+  std::vector<std::pair<std::string, std::string>> renamed;
+  for (const auto& [path, folder] : folders_) {
+    if (liesIn(path, from)) renamed.emplace_back(path, to + path.substr(from.size()));
+  }
+  for (const auto& [old, now] : renamed) {
+    auto node = folders_.extract(old);
+    node.key() = now;
+    node.mapped().stored.path = now;
+    folders_.insert(std::move(node));
+  }
+  return renamed;
 }
 
 std::vector<std::string> KnownFolders::paths() const {

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "hostapp/HostStore.h"
@@ -32,6 +33,9 @@ class KnownFolders {
   KnownFolder& add(const std::string& path);
   // Removes the folder and all below it; returns their paths.
   std::vector<std::string> remove(const std::string& path);
+  // The folder and all below it go on under the new path; returns their old and new paths. REQUIRES: nothing
+  // is known at or below the new path.
+  std::vector<std::pair<std::string, std::string>> rename(const std::string& from, const std::string& to);
   std::vector<std::string> paths() const;
   std::size_t size() const { return folders_.size(); }
   std::size_t unwatched() const;

@@ -18,9 +18,6 @@ class LocalFile : public BackendFile {
                                                std::uint64_t length) override;
 
  private:
-  std::expected<std::uint64_t, NSError> copyThroughMemory(int descriptor, std::uint64_t offset,
-                                                          std::uint64_t length);
-
   std::string path_;
   std::string name_;
   UniqueDescriptor folder_;

@@ -8,7 +8,9 @@
 
 #include "hostapp/BackendErrors.h"
 #include "hostapp/LocalFile.h"
+#include "hostapp/LocalPlace.h"
 #include "hostapp/LocalStat.h"
+#include "hostapp/TemporaryName.h"
 
 namespace zelto {
 
@@ -27,10 +29,6 @@ std::expected<Directory, NSError> directoryOf(UniqueDescriptor descriptor, const
 }
 
 bool isDotName(std::string_view name) { return name == "." || name == ".."; }
-
-bool isEntryName(const std::string& name) {
-  return isRelativePath(name) && name.find('/') == std::string::npos && isUsableName(name);
-}
 
 bool meansNotThere(int code) { return code == ENOENT || code == ENOTDIR || code == ENAMETOOLONG; }
 
@@ -55,19 +53,23 @@ std::expected<BackendListing, NSError> LocalFolderBackend::list(const std::strin
   if (!directory) return std::unexpected(directory.error());
   const LocalStat look(::dirfd(directory->get()));
   BackendListing listing{look.inode(), {}, {}};
+  std::vector<std::string> temporary;
   for (;;) {
     errno = 0;
     const dirent* found = ::readdir(directory->get());
     if (found == nullptr) break;
     if (isDotName(found->d_name) || !isServedKind(found->d_type)) continue;
     const std::string name = found->d_name;
-    if (!isUsableName(name)) {
+    if (isTemporaryName(name)) {
+      temporary.push_back(name);
+    } else if (!isUsableName(name)) {
       listing.unusableNames.push_back(name);
     } else if (auto entry = look.entry(name)) {
       listing.entries.push_back(std::move(*entry));
     }
   }
   if (errno != 0) return std::unexpected(backendError(errno, folder));
+  if (!temporary.empty()) sweep(::dirfd(directory->get()), folder, temporary);
   return listing;
 }
 
@@ -115,7 +117,10 @@ std::expected<std::unique_ptr<BackendFile>, NSError> LocalFolderBackend::open(co
 }
 
 void LocalFolderBackend::setChangeHandler(std::function<void(FolderEvent)> handler) {
-  watch_ = handler ? std::make_unique<InotifyWatch>(std::move(handler)) : nullptr;
+  if (!handler) return watch_.reset();
+  watch_ = std::make_unique<InotifyWatch>([report = std::move(handler)](FolderEvent event) {
+    if (!isTemporaryName(event.name)) report(std::move(event));
+  });
 }
 
 bool LocalFolderBackend::watch(const std::string& folder) {

@@ -10,9 +10,10 @@
 namespace zelto {
 
 // A folder of this machine whose subfolders are the shares. Sockets, pipes and devices are left out.
-// "writable" follows the permission bits that concern this user (the owner's for the superuser) and is
-// false everywhere on a read-only volume; a file in a folder that is not writable is not writable either,
-// since its content is replaced by renaming.
+// A folder is "writable" when this user may make entries in it and at least one of its write bits is set (so
+// a read-only share is made with chmod a-w, also for the superuser). A file follows the bits that concern
+// this user (the owner's for the superuser), and is not writable in a folder that is not, since its content
+// is replaced by renaming. What a killed process left half done is removed when the folder is listed.
 class LocalFolderBackend : public ServerBackend {
  public:
   // ERRORS: no such folder, or no right to it.
@@ -23,12 +24,19 @@ class LocalFolderBackend : public ServerBackend {
   std::expected<std::vector<std::optional<BackendEntry>>, NSError> statNames(
       const std::string& folder, const std::vector<std::string>& names) override;
   std::expected<std::unique_ptr<BackendFile>, NSError> open(const std::string& path) override;
+  std::expected<std::unique_ptr<BackendWork>, NSError> upload(const UploadRequest& request) override;
+  std::expected<BackendEntry, NSError> createFolder(const std::string& path) override;
+  std::expected<std::unique_ptr<BackendWork>, NSError> remove(const std::string& path) override;
+  std::expected<BackendEntry, NSError> move(const std::string& path, const std::string& destination) override;
+  std::expected<std::unique_ptr<BackendWork>, NSError> moveByCopying(const std::string& path,
+                                                                     const std::string& destination) override;
   void setChangeHandler(std::function<void(FolderEvent)> handler) override;
   bool watch(const std::string& folder) override;
   void unwatch(const std::string& folder) override;
 
  private:
   explicit LocalFolderBackend(BeneathFolder root) : root_(std::move(root)) {}
+  void sweep(int folder, const std::string& path, const std::vector<std::string>& names);
 
   BeneathFolder root_;
   std::unique_ptr<InotifyWatch> watch_;

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "platform/foundation/Unicode.h"
@@ -28,6 +27,13 @@ std::vector<gid_t> groupsOfProcess() {
 bool isOwnGroup(gid_t group) {
   static const std::vector<gid_t> groups = groupsOfProcess();
   return std::find(groups.begin(), groups.end(), group) != groups.end();
+}
+
+// Whether this user may make and remove entries. A folder without any write bit is closed to everybody, the
+// superuser as well: so a share is made read-only.
+int refusalToWrite(int folder, const char* name, const struct stat& status) {
+  if ((status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) return EACCES;
+  return ::faccessat(folder, name, W_OK | X_OK, AT_EACCESS | AT_SYMLINK_NOFOLLOW) == 0 ? 0 : errno;
 }
 
 std::optional<EntryKind> kindOf(mode_t mode) {
@@ -50,15 +56,13 @@ bool isUsableName(const std::string& name) { return !name.empty() && isValidUTF8
 
 LocalStat::LocalStat(int folder) : folder_(folder) {
   struct stat status {};
-  struct statvfs volume {};
   if (::fstat(folder, &status) != 0) return;
-  readOnly_ = ::fstatvfs(folder, &volume) == 0 && (volume.f_flag & ST_RDONLY) != 0;
   inode_ = status.st_ino;
-  folderWritable_ = mayWrite(status);
+  refusal_ = refusalToWrite(folder, ".", status);
 }
 
-bool LocalStat::mayWrite(const struct stat& status) const {
-  if (readOnly_) return false;
+bool LocalStat::mayWriteFile(const struct stat& status) const {
+  if (refusal_ != 0) return false;
   static const uid_t user = ::geteuid();  // asked for every entry of a listing
   mode_t bit = S_IWOTH;
   if (user == 0 || user == status.st_uid) {
@@ -69,9 +73,14 @@ bool LocalStat::mayWrite(const struct stat& status) const {
   return (status.st_mode & bit) != 0;
 }
 
-EntryStat LocalStat::made(EntryKind kind, const struct stat& status) const {
+bool LocalStat::mayWriteFolder(const std::string& name, const struct stat& status) const {
+  return refusalToWrite(folder_, name.c_str(), status) == 0;
+}
+
+EntryStat LocalStat::made(const std::string& name, EntryKind kind, const struct stat& status) const {
+  const bool folder = kind == EntryKind::folder;
   return {.kind = kind,
-          .writable = mayWrite(status) && (kind == EntryKind::folder || folderWritable_),
+          .writable = folder ? mayWriteFolder(name, status) : mayWriteFile(status),
           .size = static_cast<std::uint64_t>(status.st_size),
           .modified = status.st_mtim,
           .changed = status.st_ctim,
@@ -83,7 +92,7 @@ std::expected<BackendEntry, int> LocalStat::entry(const std::string& name) const
   if (::fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return std::unexpected(errno);
   const auto kind = kindOf(status.st_mode);
   if (!kind) return std::unexpected(ENOENT);
-  BackendEntry found{name, made(*kind, status), ""};
+  BackendEntry found{name, made(name, *kind, status), ""};
   if (*kind == EntryKind::symbolicLink) {
     auto target = linkTarget(folder_, name);
     if (!target || !isUsableName(*target)) return std::unexpected(ENOENT);
@@ -95,7 +104,10 @@ std::expected<BackendEntry, int> LocalStat::entry(const std::string& name) const
 BackendEntry LocalStat::opened(const std::string& name, int descriptor) const {
   struct stat status {};
   ::fstat(descriptor, &status);
-  return {name, made(EntryKind::file, status), ""};
+  const auto kind = kindOf(status.st_mode).value_or(EntryKind::file);
+  BackendEntry found{name, made(name, kind, status), ""};
+  if (kind == EntryKind::symbolicLink) found.linkTarget = linkTarget(descriptor, "").value_or("");
+  return found;
 }
 
 }  // namespace zelto

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/foundation/NSDate.h"
 #include "platform/foundation/NSError.h"
 
 namespace zelto {
@@ -60,6 +61,35 @@ struct FolderEvent {
   bool lost = false;  // events were lost: every watched folder may have changed
 };
 
+// A change that may take long, done step by step. Dropped before its end it leaves what it has changed so
+// far: nothing, of an upload or a copy; of a removal, the entries that are still there.
+// THREAD: one at a time. BLOCKS: on the server. REQUIRES: outlived by its backend.
+class BackendWork {
+ public:
+  virtual ~BackendWork() = default;
+  // Does a bounded piece. True when all is done; it is not called again then, nor after an error.
+  virtual std::expected<bool, NSError> step() = 0;
+  // False once the change shows and only has to be brought to its end.
+  virtual bool canBeCancelled() const { return true; }
+
+  struct Amount {
+    std::uint64_t done = 0;
+    std::uint64_t total = 0;
+  };
+  // Bytes, or entries of a removal, as far as they have been found.
+  virtual Amount amount() const = 0;
+  // The item as it is now, of an upload or a copy that is done: of the version that was brought, also when
+  // somebody else has changed it since.
+  virtual std::optional<BackendEntry> result() const { return std::nullopt; }
+};
+
+struct UploadRequest {
+  std::string path;
+  std::string source;  // a file of this machine that nobody else uses; it may be moved away
+  bool creating = false;
+  std::optional<NSDate> modified;  // now, where absent
+};
+
 // A server's shares and what lies in them. Paths are relative ("share/folder/file", "" for the folder of
 // shares); their components are never empty, "." or "..". Nothing outside is ever reached, symbolic links
 // are never followed.
@@ -74,6 +104,24 @@ class ServerBackend {
   virtual std::expected<std::vector<std::optional<BackendEntry>>, NSError> statNames(
       const std::string& folder, const std::vector<std::string>& names) = 0;
   virtual std::expected<std::unique_ptr<BackendFile>, NSError> open(const std::string& path) = 0;
+
+  // Changes. Each shows in one step, or not at all; nothing that exists is overwritten unless said. Errors
+  // are those of `writeError`. The folder that is changed has to be one that can be written.
+
+  // The content under the path: instead of the file that is there, or, when creating, only where there is
+  // nothing. What stood for the earlier file (permission bits, owner, extended attributes) stays. On disk
+  // when done.
+  virtual std::expected<std::unique_ptr<BackendWork>, NSError> upload(const UploadRequest& request) = 0;
+  // ERRORS: also where there is a folder of that name already.
+  virtual std::expected<BackendEntry, NSError> createFolder(const std::string& path) = 0;
+  // A folder with all its content, from the inside out. The error names the entry that could not be removed.
+  virtual std::expected<std::unique_ptr<BackendWork>, NSError> remove(const std::string& path) = 0;
+  // ERRORS: `isOtherVolume` for a destination that only a copy reaches.
+  virtual std::expected<BackendEntry, NSError> move(const std::string& path,
+                                                    const std::string& destination) = 0;
+  // Copies to the destination, then removes the original.
+  virtual std::expected<std::unique_ptr<BackendWork>, NSError> moveByCopying(
+      const std::string& path, const std::string& destination) = 0;
 
   // The handler runs on the backend's own thread; an empty one ends the events and forgets the watches.
   // REQUIRES: no other call of the backend meanwhile.

@@ -1,41 +1,37 @@
 #include "hostapp/TransferFile.h"
 
-#include <array>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <uuid/uuid.h>
 
 #include "hostapp/BackendErrors.h"
 #include "hostapp/BeneathFolder.h"
+#include "hostapp/UuidName.h"
 
 namespace zelto {
 
-namespace {
-
-std::string newName() {
-  uuid_t uuid;
-  std::array<char, UUID_STR_LEN> text{};
-  ::uuid_generate_random(uuid);
-  ::uuid_unparse_upper(uuid, text.data());
-  return text.data();
-}
-
-bool isTransferName(const std::string& name) {
-  uuid_t uuid;
-  return ::uuid_parse(name.c_str(), uuid) == 0;
-}
-
-}  // namespace
-
 std::expected<TransferFile, NSError> TransferFile::make(const std::string& directory) {
-  TransferFile file(directory, newName());
+  TransferFile file(directory, newUuidName());
   const auto path = file.url().path();
   file.descriptor_.reset(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!file.descriptor_) return std::unexpected(backendError(errno, path));
   return file;
+}
+
+std::expected<TransferFile, NSError> TransferFile::take(const std::string& directory, const NSURL& url) {
+  TransferFile file(directory, newUuidName());
+  const auto from = url.path();
+  // Only a file of the group directory itself is the sender's to give.
+  const auto split = splitPath(from);
+  int code = split.folder == splitPath(directory).folder && isRelativePath(split.name) ? 0 : EPERM;
+  if (code == 0 && ::rename(from.c_str(), file.url().path().c_str()) != 0) code = errno;
+  if (code == 0) return file;
+  file.handedOver();
+  return std::unexpected(cocoaError(kReadUnknownError, "The content to upload cannot be taken over from \"" +
+                                                           from + "\": " + std::strerror(code)));
 }
 
 TransferFile::~TransferFile() {
@@ -47,7 +43,7 @@ void prepareTransferFolder(const std::string& directory) {
   std::filesystem::create_directory(directory, error);
   for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
     const auto path = entry.path();
-    if (isTransferName(path.filename())) ::unlink(path.c_str());
+    if (isUuidName(path.filename())) ::unlink(path.c_str());
   }
 }
 

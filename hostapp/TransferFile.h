@@ -16,6 +16,9 @@ class TransferFile {
  public:
   // ERRORS: no space, no right.
   static std::expected<TransferFile, NSError> make(const std::string& directory);
+  // A file of the group directory becomes this host's, under a new name in its own folder: one rename, so
+  // that it is known from then on, also to the next run. ERRORS: not in the group directory, gone.
+  static std::expected<TransferFile, NSError> take(const std::string& directory, const NSURL& url);
   TransferFile(TransferFile&& other) noexcept
       : directory_(std::move(other.directory_)),
         name_(std::exchange(other.name_, {})),

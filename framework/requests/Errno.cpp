@@ -15,6 +15,8 @@ int errnoForCocoaCode(std::int64_t code) {
     case 257:  // no permission to read
     case 513:  // no permission to write
       return EACCES;
+    case 514:  // a name that is too long
+      return ENAMETOOLONG;
     case 516:
       return EEXIST;
     case 640:

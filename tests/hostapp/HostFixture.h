@@ -83,9 +83,10 @@ class HostFixture : public ::testing::Test {
     ASSERT_TRUE(backend && store);
     std::shared_ptr<ServerBackend> served = *backend;
     if (changesWhileRead > 0) served = std::make_shared<RestlessBackend>(served, changesWhileRead);
+    if (wrap) served = wrap(served);
     if (!(*store)->mode()) (*store)->setMode(mode);
     parts = HostParts::make({served, *store, std::make_shared<LogFile>(server.own("host.log")), plainNames(),
-                             server.group(), [this] { ++signals; }});
+                             server.group() + "/host", [this] { ++signals; }});
     parts->watcher->start();
     service = std::make_shared<HostService>(parts, ++connection);
     ASSERT_TRUE(eventually([this] { return parts->watcher->counts().folders > 0; }));
@@ -145,6 +146,8 @@ class HostFixture : public ::testing::Test {
   std::shared_ptr<HostService> service;
   std::uint64_t connection = 0;
   int changesWhileRead = 0;  // how often files change under their reader
+  // What stands between the host and its server.
+  std::function<std::shared_ptr<ServerBackend>(std::shared_ptr<ServerBackend>)> wrap;
   std::atomic<int> signals = 0;
 };
 

@@ -5,36 +5,23 @@
 #include <string>
 #include <utility>
 
-#include "hostapp/ServerBackend.h"
+#include "tests/hostapp/ForwardingBackend.h"
 
 namespace zelto::test {
 
 // A backend whose files change under the reader as often as it is told: each read makes the file another
 // version.
-class RestlessBackend : public ServerBackend {
+class RestlessBackend : public ForwardingBackend {
  public:
   RestlessBackend(std::shared_ptr<ServerBackend> inner, int changes)
-      : inner_(std::move(inner)), changes_(std::make_shared<std::atomic<int>>(changes)) {}
+      : ForwardingBackend(std::move(inner)), changes_(std::make_shared<std::atomic<int>>(changes)) {}
 
-  std::expected<BackendListing, NSError> list(const std::string& folder) override {
-    return inner_->list(folder);
-  }
-  std::expected<BackendEntry, NSError> stat(const std::string& path) override { return inner_->stat(path); }
-  std::expected<std::vector<std::optional<BackendEntry>>, NSError> statNames(
-      const std::string& folder, const std::vector<std::string>& names) override {
-    return inner_->statNames(folder, names);
-  }
   std::expected<std::unique_ptr<BackendFile>, NSError> open(const std::string& path) override {
     ++opened;
     auto file = inner_->open(path);
     if (!file) return file;
     return std::make_unique<RestlessFile>(std::move(*file), changes_);
   }
-  void setChangeHandler(std::function<void(FolderEvent)> handler) override {
-    inner_->setChangeHandler(std::move(handler));
-  }
-  bool watch(const std::string& folder) override { return inner_->watch(folder); }
-  void unwatch(const std::string& folder) override { inner_->unwatch(folder); }
 
   std::atomic<int> opened = 0;
 
@@ -67,7 +54,6 @@ class RestlessBackend : public ServerBackend {
     int moved_ = 0;
   };
 
-  std::shared_ptr<ServerBackend> inner_;
   std::shared_ptr<std::atomic<int>> changes_;
 };
 
