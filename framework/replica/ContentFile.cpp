@@ -37,48 +37,56 @@ ContentFile::~ContentFile() {
   const UniqueDescriptor closes(descriptor_.load());
   store_->released(*this);
   // Nothing of it was recorded: nobody would find the file again.
-  if (closes && ranges_.empty()) ::unlink(store_->path(inode_, generation_).c_str());
+  if (closes && ranges_.empty() && !local()) ::unlink(store_->path(inode_, generation_).c_str());
 }
 
 bool ContentFile::covers(NSRange range) const {
+  if (local()) return true;
   const std::lock_guard lock(mutex_);
   return ranges_.covers(range);
 }
 
 std::vector<NSRange> ContentFile::missing(NSRange range) const {
-  if (range.location >= size_) return {};
-  range.length = std::min(range.length, size_ - range.location);
+  const std::uint64_t size = this->size();
+  if (range.location >= size || local()) return {};
+  range.length = std::min(range.length, size - range.location);
   const std::lock_guard lock(mutex_);
   return ranges_.missing(range);
 }
 
-bool ContentFile::complete() const { return covers({0, size_}); }
+bool ContentFile::complete() const { return covers({0, size()}); }
 
 std::uint64_t ContentFile::materialisedBytes() const {
+  if (local()) return size();
   const std::lock_guard lock(mutex_);
   return ranges_.totalLength();
 }
 
 std::vector<NSRange> ContentFile::ranges() const {
+  if (local()) return size() == 0 ? std::vector<NSRange>() : std::vector<NSRange>{{0, size()}};
   const std::lock_guard lock(mutex_);
   return ranges_.ranges();
 }
 
 std::optional<NSError> ContentFile::openKept() {
   const std::lock_guard lock(takeOverMutex_);
-  if (descriptor() >= 0 || materialisedBytes() == 0) return {};
-  const std::string path = store_->path(inode_, generation_);
+  if (descriptor() >= 0 || (materialisedBytes() == 0 && !local())) return {};
+  const std::string path = ownPath();
   UniqueDescriptor file(::open(path.c_str(), kFlags));
   if (!file) return posixError(path, errno);
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) return posixError(path, errno);
-  if (static_cast<std::uint64_t>(status.st_size) != size_) return posixError(path, ENOENT);
+  if (local()) {
+    size_ = static_cast<std::uint64_t>(status.st_size);
+    shared_ = status.st_nlink > 1;
+  }
+  if (static_cast<std::uint64_t>(status.st_size) != size()) return posixError(path, ENOENT);
   descriptor_.store(file.release(), std::memory_order_release);
   return {};
 }
 
 NSRange ContentFile::cut(NSRange range, std::uint64_t delivered) const {
-  const std::uint64_t end = std::min(size_, delivered);
+  const std::uint64_t end = std::min(size(), delivered);
   if (range.location >= end) return {range.location, 0};
   return {range.location, std::min(range.length, end - range.location)};
 }
@@ -99,7 +107,7 @@ int ContentFile::adopt(const std::string& deliveredPath) {
   if (!delivered) return errno;
   const std::string path = store_->madePath(inode_, generation_);
   if (::rename(deliveredPath.c_str(), path.c_str()) != 0) return errno;
-  if (const int code = setSize(delivered.get(), size_)) {
+  if (const int code = setSize(delivered.get(), size())) {
     ::unlink(path.c_str());
     return code;
   }
@@ -110,7 +118,7 @@ int ContentFile::makeEmpty() {
   const std::string path = store_->madePath(inode_, generation_);
   UniqueDescriptor file(::open(path.c_str(), kFlags | O_CREAT | O_TRUNC, 0600));
   if (!file) return errno;
-  if (const int code = setSize(file.get(), size_)) return code;
+  if (const int code = setSize(file.get(), size())) return code;
   return keep(std::move(file));
 }
 
@@ -142,7 +150,8 @@ int ContentFile::note(NSRange range) {
 
 std::optional<NSError> ContentFile::takeOver(const std::string& deliveredPath, NSRange range) {
   const std::lock_guard lock(takeOverMutex_);
-  const int code = detached() ? ECANCELED : takeIn(deliveredPath, range);
+  // What is local is complete already.
+  const int code = detached() ? ECANCELED : local() ? 0 : takeIn(deliveredPath, range);
   ::unlink(deliveredPath.c_str());
   if (code != 0) return posixError(deliveredPath, code);
   if (detached()) return posixError(deliveredPath, ECANCELED);

@@ -3,9 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <expected>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -20,7 +22,8 @@ class ContentStore;
 
 // The local content of one version of one file: a sparse file and the ranges of it that are here. It
 // never holds bytes of another version; when the item changes the store detaches it, and whoever still
-// reads from it goes on reading that version's bytes or is told that it is stale.
+// reads from it goes on reading that version's bytes or is told that it is stale. Once a program writes to
+// it, it is local: complete, and what it holds is the file's content until the server has taken it.
 // THREAD: any. OWNER: the open handles; the store only remembers what is here.
 class ContentFile {
  public:
@@ -28,9 +31,12 @@ class ContentFile {
   ContentFile(const ContentFile&) = delete;
   ContentFile& operator=(const ContentFile&) = delete;
 
+  // The bytes for a write that have come, or the errno value why not.
+  using WriteResult = std::expected<std::size_t, int>;
+
   Inode inode() const { return inode_; }
-  std::uint64_t versionTag() const { return versionTag_; }
-  std::uint64_t size() const { return size_; }
+  std::uint64_t versionTag() const { return versionTag_.load(std::memory_order_acquire); }
+  std::uint64_t size() const { return size_.load(std::memory_order_acquire); }
   // The sparse file, open for reading and writing; -1 while nothing is here. Once there is one it stays
   // the same for the life of this object.
   int descriptor() const { return descriptor_.load(std::memory_order_acquire); }
@@ -48,8 +54,18 @@ class ContentFile {
   // delivered file is gone afterwards in every case. Ranges count only after their bytes are in place.
   // A range beyond the size, or beyond what the delivered file holds, is cut. On a detached file the
   // delivery is removed and ECANCELED returned.
+  // A delivery for a file that is written to here is dropped.
   // BLOCKS: on the disk. ERRORS: the system's, as errno in the POSIX domain (ENOSPC, EIO).
   std::optional<NSError> takeOver(const std::string& deliveredPath, NSRange range);
+
+  // ---- writing, between Replica::beginWriting and endWriting
+  // True once a program may have written to it; it is complete then and stays so.
+  bool local() const { return local_.load(std::memory_order_acquire); }
+  // Runs `write`, which writes at this offset of the descriptor that it is given. A copy that was handed over
+  // for an upload stays as it is. BLOCKS: on the disk. ERRORS: the disk's.
+  WriteResult write(std::uint64_t offset, const std::function<WriteResult(int descriptor)>& write);
+  // Cuts or extends with zeros. ERRORS: errno values, 0 for none.
+  int resize(std::uint64_t size);
 
  private:
   friend class ContentStore;
@@ -59,6 +75,21 @@ class ContentFile {
   // The file of an earlier time. ERRORS: it is not there, or not of this size.
   std::optional<NSError> openKept();
   void detach() { detached_.store(true); }
+
+  // ---- ContentFileWriting.cpp: for the store
+  std::string ownPath() const;
+  // Begins an empty local file. ERRORS: errno values, 0 for none.
+  int beginLocal();
+  // Turns what is here into the local file, emptied if it is not to be kept. ERRORS: EAGAIN when not all of
+  // it is here; the disk's.
+  int becomeLocal(bool keep);
+  // The server has these bytes under this version; it is no local file any more once its file lies at `path`.
+  void taken(std::uint64_t versionTag) { versionTag_.store(versionTag, std::memory_order_release); }
+  int comeBack(const std::string& path);
+  // Gives the bytes another name, or a copy where the disk has no second names.
+  int exportTo(const std::string& path);
+  int ownCopy();
+  int replaceByCopy();
 
   NSRange cut(NSRange range, std::uint64_t delivered) const;
   int takeIn(const std::string& deliveredPath, NSRange range);
@@ -70,12 +101,15 @@ class ContentFile {
   const std::shared_ptr<ContentStore> store_;
   const Inode inode_;
   const std::uint64_t generation_;
-  const std::uint64_t versionTag_;
-  const std::uint64_t size_;
+  std::atomic<std::uint64_t> versionTag_;
+  std::atomic<std::uint64_t> size_;
   std::atomic<int> descriptor_ = -1;
   std::atomic<bool> detached_ = false;
-  mutable std::mutex mutex_;  // guards ranges_
-  std::mutex takeOverMutex_;  // one delivery at a time
+  std::atomic<bool> local_ = false;
+  std::atomic<bool> shared_ = false;  // its file may have a second name, whose bytes must not change
+  std::shared_mutex writeMutex_;      // shared by writes, held alone by what they must not meet
+  mutable std::mutex mutex_;          // guards ranges_
+  std::mutex takeOverMutex_;          // one delivery at a time
   RangeSet ranges_;
 };
 

@@ -41,8 +41,10 @@ std::optional<std::vector<std::string>> entries(const std::string& folder) {
 
 }  // namespace
 
-ContentStore::ContentStore(std::string directory, std::uint64_t session, std::shared_ptr<Journal> journal)
+ContentStore::ContentStore(std::string directory, std::string localDirectory, std::uint64_t session,
+                           std::shared_ptr<Journal> journal)
     : directory_(std::move(directory)),
+      localDirectory_(std::move(localDirectory)),
       session_(session & 0x7fffffff),
       journal_(std::move(journal)),
       nextGeneration_(session_ << 32) {}
@@ -61,8 +63,10 @@ std::string ContentStore::madePath(Inode inode, std::uint64_t generation) const 
 }
 
 void ContentStore::learn(const ContentRow& row) {
-  Record& record = records_[row.inode];
-  record = Record{row.generation, row.versionTag, row.size, 0, std::string(row.ranges), {}};
+  const auto [at, isNew] = records_.try_emplace(row.inode);
+  Record& record = at->second;
+  if (!isNew) return;  // a local one, which is newer
+  record = Record{row.generation, row.versionTag, row.size, 0, std::string(row.ranges), {}, false};
   record.bytes = RangeSet::decoded(row.ranges).totalLength();
   totalBytes_ += record.bytes;
 }
@@ -83,14 +87,21 @@ std::shared_ptr<ContentFile> ContentStore::file(Inode inode, std::uint64_t versi
   std::unique_lock lock(mutex_);
   waitUntilRead(lock);
   const auto known = records_.find(inode);
-  if (known != records_.end() && (known->second.versionTag != versionTag || known->second.size != size)) {
+  if (known != records_.end() && !known->second.local &&
+      (known->second.versionTag != versionTag || known->second.size != size)) {
     stale = removeLocked(known);  // its file is left to the sweep
   }
   Record& record = records_[inode];
-  if (record.generation == 0) record = Record{++nextGeneration_, versionTag, size, 0, {}, {}};
+  if (record.generation == 0) record = Record{++nextGeneration_, versionTag, size, 0, {}, {}, false};
+  return liveOrMade(inode, record);
+}
+
+std::shared_ptr<ContentFile> ContentStore::liveOrMade(Inode inode, Record& record) {
   if (auto live = record.live.lock()) return live;
-  std::shared_ptr<ContentFile> made(new ContentFile(shared_from_this(), inode, record.generation, versionTag,
-                                                    size, RangeSet::decoded(record.ranges)));
+  std::shared_ptr<ContentFile> made(new ContentFile(shared_from_this(), inode, record.generation,
+                                                    record.versionTag, record.size,
+                                                    RangeSet::decoded(record.ranges)));
+  made->local_ = record.local;
   record.live = made;
   return made;
 }
@@ -99,7 +110,13 @@ void ContentStore::released(const ContentFile& file) {
   const std::lock_guard lock(mutex_);
   const auto at = records_.find(file.inode_);
   if (at == records_.end() || at->second.generation != file.generation_) return;
-  if (at->second.bytes == 0 && at->second.live.expired()) records_.erase(at);
+  Record& record = at->second;
+  if (!record.live.expired()) return;
+  if (record.local) {
+    record.size = file.size();
+  } else if (record.bytes == 0) {
+    records_.erase(at);
+  }
 }
 
 std::expected<std::shared_ptr<ContentFile>, NSError> ContentStore::opened(std::shared_ptr<ContentFile> file) {
@@ -114,13 +131,16 @@ std::vector<NSRange> ContentStore::ranges(Inode inode, std::uint64_t versionTag,
   std::unique_lock lock(mutex_);
   waitUntilRead(lock);
   const auto at = records_.find(inode);
-  if (at == records_.end() || at->second.versionTag != versionTag || at->second.size != size) return {};
+  if (at == records_.end()) return {};
+  if (at->second.local) return size == 0 ? std::vector<NSRange>() : std::vector<NSRange>{{0, size}};
+  if (at->second.versionTag != versionTag || at->second.size != size) return {};
   return RangeSet::decoded(at->second.ranges).ranges();
 }
 
 std::optional<ContentStore::Removed> ContentStore::removeLocked(Records::iterator at) {
   const Record& record = at->second;
-  Removed removed{path(at->first, record.generation), record.bytes, record.live.lock()};
+  Removed removed{record.local ? localPath(at->first) : path(at->first, record.generation), record.bytes,
+                  record.live.lock()};
   if (removed.live) removed.live->detach();
   totalBytes_ -= record.bytes;
   JournalChunk chunk;
@@ -143,6 +163,7 @@ std::optional<ContentStore::Removed> ContentStore::evict(Inode inode) {
   waitUntilRead(lock);
   const auto at = records_.find(inode);
   if (at == records_.end()) return {};
+  if (at->second.local) return {};  // the server does not have it
   const bool beingFetched = at->second.bytes < at->second.size && !at->second.live.expired();
   if (beingFetched) return {};
   return removeLocked(at);
@@ -158,7 +179,7 @@ void ContentStore::forgetIfStill(Inode inode, std::uint64_t generation) {
 void ContentStore::record(const ContentFile& file, const RangeSet& ranges) {
   const std::lock_guard lock(mutex_);
   const auto at = records_.find(file.inode_);
-  if (at == records_.end() || at->second.generation != file.generation_) return;
+  if (at == records_.end() || at->second.generation != file.generation_ || at->second.local) return;
   Record& record = at->second;
   record.ranges = ranges.encoded();
   totalBytes_ -= record.bytes;
@@ -183,7 +204,7 @@ std::vector<Name> ContentStore::keptBefore(unsigned folder) const {
   std::vector<Name> names;
   const std::lock_guard lock(mutex_);
   for (const auto& [inode, record] : records_) {
-    if ((inode & 0xff) == folder && !fromThisSession(record.generation)) {
+    if ((inode & 0xff) == folder && !fromThisSession(record.generation) && !record.local) {
       names.emplace_back(inode, record.generation);
     }
   }

@@ -24,7 +24,8 @@ namespace zelto {
 class ContentStore : public std::enable_shared_from_this<ContentStore> {
  public:
   // OWNER: the journal is shared; files in use keep the store alive beyond the replica's end.
-  ContentStore(std::string directory, std::uint64_t session, std::shared_ptr<Journal> journal);
+  ContentStore(std::string directory, std::string localDirectory, std::uint64_t session,
+               std::shared_ptr<Journal> journal);
 
   // Called once, by the replica's own thread, before it writes anything.
   void readIn(const std::function<void(const std::function<void(const ContentRow&)>&)>& rows);
@@ -35,6 +36,24 @@ class ContentStore : public std::enable_shared_from_this<ContentStore> {
   // ERRORS: the system's, where nothing says that the file is gone (no descriptor is left, say).
   std::expected<std::shared_ptr<ContentFile>, NSError> opened(std::shared_ptr<ContentFile> file);
   std::vector<NSRange> ranges(Inode inode, std::uint64_t versionTag, std::uint64_t size);
+
+  // ---- contents that programs write to: local/INODE, until the server has them
+  // A new file's. ERRORS: errno values.
+  std::expected<std::shared_ptr<ContentFile>, int> makeLocal(Inode inode);
+  // Turns the content into a local one; as ContentFile::becomeLocal.
+  int becomeLocal(const std::shared_ptr<ContentFile>& file, bool keep);
+  // A local content that an earlier process left. False when its file is not there.
+  bool findLocal(Inode inode, std::uint64_t versionTag);
+  // Its size, and its date where that is the newer knowledge.
+  void localAttributes(Inode inode, NodeFields& fields, bool withDate) const;
+  // The server has these bytes now, as this version.
+  void taken(Inode inode, std::uint64_t versionTag, std::uint64_t size);
+  // What was taken lies with the others from now on. BLOCKS: on the disk.
+  void comeBack(Inode inode);
+  // ERRORS: errno values, 0 for none.
+  int exportTo(Inode inode, const std::string& path);
+  // Removes every file of local contents but these.
+  void sweepLocal(const std::function<bool(Inode)>& isKnown);
 
   // Forgets a content, and gives the path of its file for the caller to remove once it holds no lock.
   struct Removed {
@@ -69,11 +88,14 @@ class ContentStore : public std::enable_shared_from_this<ContentStore> {
     std::uint64_t bytes = 0;
     std::string ranges;
     std::weak_ptr<ContentFile> live;
+    bool local = false;
   };
   using Records = std::unordered_map<Inode, Record>;
 
   std::string folderPath(unsigned folder) const;
   std::string path(Inode inode, std::uint64_t generation) const;
+  std::string localPath(Inode inode) const { return localDirectory_ + "/" + std::to_string(inode); }
+  std::shared_ptr<ContentFile> liveOrMade(Inode inode, Record& record);
   // The same, with its folder made.
   std::string madePath(Inode inode, std::uint64_t generation) const;
   void learn(const ContentRow& row);
@@ -88,6 +110,7 @@ class ContentStore : public std::enable_shared_from_this<ContentStore> {
   void forgetIfStill(Inode inode, std::uint64_t generation);
 
   const std::string directory_;
+  const std::string localDirectory_;
   const std::uint64_t session_;
   const std::shared_ptr<Journal> journal_;
   std::atomic<bool> wroteAny_ = false;

@@ -26,6 +26,16 @@ void Journal::push(JournalChunk chunk) {
   if (chunks_.size() == 1 || rows_ >= kWorthWaking) work_.notify_one();
 }
 
+std::uint64_t Journal::pushedSoFar() const {
+  const std::lock_guard lock(mutex_);
+  return pushed_;
+}
+
+std::uint64_t Journal::finishedSoFar() const {
+  const std::lock_guard lock(mutex_);
+  return finished_;
+}
+
 std::optional<NodeRow> Journal::find(Inode inode, Chunk& keepsAlive) const {
   std::vector<Chunk> chunks;
   {

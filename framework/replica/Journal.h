@@ -70,6 +70,9 @@ class JournalChunk {
   };
   bool read(Reader& reader) const;
   // The last row of this node in the chunk.
+  // Counts of the chunks ever taken in, and of those ever written or dropped.
+  std::uint64_t pushedSoFar() const;
+  std::uint64_t finishedSoFar() const;
   std::optional<NodeRow> find(Inode inode) const;
 
  private:
@@ -92,6 +95,9 @@ class Journal {
   void waitForRoom();
   // Takes a chunk in; nothing after `abandon`.
   void push(JournalChunk chunk);
+  // Counts of the chunks ever taken in, and of those ever written or dropped.
+  std::uint64_t pushedSoFar() const;
+  std::uint64_t finishedSoFar() const;
   std::optional<NodeRow> find(Inode inode, Chunk& keepsAlive) const;
 
   // ---- the writer's side

@@ -5,13 +5,14 @@
 namespace zelto {
 
 Learner::Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, ContentStore& contents,
-                 ReplicaCounters& counters)
+                 ReplicaCounters& counters, const Here& here)
     : tree_(tree),
       table_(tree.table()),
       batch_(batch),
       numbers_(numbers),
       contents_(contents),
-      counters_(counters) {}
+      counters_(counters),
+      here_(here) {}
 
 void Learner::listing(Slot folder) {
   tree_.loadChildren(folder);
@@ -41,6 +42,7 @@ void Learner::changes(const std::vector<std::string>& deletedIdentifiers) {
 void Learner::item(Slot slot) {
   if (batch_.records().empty()) return;
   const ItemRecord& record = batch_.records().front();
+  if (isHidden(record, slot)) return;
   Slot parent = parentOf(record, slot);
   if (parent == kNoSlot || tree_.isBelowOrSelf(parent, slot)) parent = table_[slot].parent;
   match(record, slot, parent);
@@ -67,7 +69,7 @@ void Learner::unlinkMoved() {
 bool Learner::leavesPlace(const Match& match) {
   const Slot slot = table_.slotForInode(match.inode);
   const Slot parent = match.parent == 0 ? kNoSlot : table_.slotForInode(match.parent);
-  if (slot == kNoSlot || !table_[slot].linked) return true;
+  if (slot == kNoSlot || !table_[slot].linked || table_[slot].local) return true;
   if (parent != kNoSlot && stands(slot, parent, match.record->name)) return true;
   if (parent != kNoSlot && tree_.isBelowOrSelf(parent, slot)) return false;
   unlink(slot);
@@ -88,6 +90,10 @@ void Learner::apply() {
   for (Match* match : waiting) apply(*match);
   for (const Match& match : matches_) {
     const Slot slot = match.inode == 0 ? kNoSlot : table_.slotForInode(match.inode);
+    if (slot != kNoSlot) table_[slot].seen = false;
+  }
+  for (const Inode inode : skipped_) {
+    const Slot slot = table_.slotForInode(inode);
     if (slot != kNoSlot) table_[slot].seen = false;
   }
 }
@@ -118,8 +124,10 @@ void Learner::apply(Match& match) {
   if (slot == kNoSlot) {
     const bool fits = parent != kNoSlot && table_[parent].listed && makeRoom(parent, record);
     if (fits) addNew(match, parent);
+  } else if (table_[slot].local) {
+    update(slot, record, false);  // it stands where it was put here
   } else if (parent == kNoSlot) {
-    remove(slot);  // moved to where nobody has looked yet
+    if (!keptHere(slot)) remove(slot);  // moved to where nobody has looked yet
   } else if (stands(slot, parent, record.name)) {
     update(slot, record, false);
   } else {
@@ -131,6 +139,7 @@ void Learner::apply(Match& match) {
 bool Learner::makeRoom(Slot parent, const ItemRecord& record) {
   const Slot occupant = table_.child(parent, record.name);
   if (occupant == kNoSlot) return true;
+  if (table_[occupant].local || here_.editor.anyLocalBelow(occupant)) return false;
   if (!table_[occupant].seen) {
     remove(occupant);
     return true;
@@ -156,7 +165,7 @@ void Learner::addNew(Match& match, Slot parent) {
   node.seen = true;
   node.loaded = node.kind == NodeKind::folder;
   setIdentifier(slot, record);
-  note(slot, record);
+  note(slot, record, record.fields);
   delta_.added.push_back({match.parent, match.inode, std::string(record.name)});
   ++counters_.items;
   if (node.loaded) ++counters_.folders;
@@ -172,11 +181,16 @@ void Learner::move(Slot slot, Slot parent, const ItemRecord& record) {
 
 void Learner::update(Slot slot, const ItemRecord& record, bool moved) {
   const NodeFields before = table_.fields(slot);
+  const NodeFields after = withWhatIsHere(before, record.fields);
   const bool renamed = setIdentifier(slot, record);
-  if (!moved && !renamed && before == record.fields) return;
-  table_.setFields(slot, record.fields);
-  note(slot, record);
-  noteChange(table_[slot].inode, before, record.fields);
+  if (!moved && !renamed && before == after) return;
+  table_.setFields(slot, after);
+  note(slot, record, after);
+  noteChange(table_[slot].inode, before, after);
+  if (!table_[slot].local) return;
+  if (LocalEntry* const entry = here_.editor.changes().running(table_[slot].inode)) {
+    entry->version = batch_.version(record);
+  }
 }
 
 void Learner::noteChange(Inode inode, NodeFields before, const NodeFields& after) {
@@ -198,13 +212,13 @@ bool Learner::setIdentifier(Slot slot, const ItemRecord& record) {
   return true;
 }
 
-void Learner::note(Slot slot, const ItemRecord& record) {
+void Learner::note(Slot slot, const ItemRecord& record, const NodeFields& fields) {
   const TableNode& node = table_[slot];
   NodeRow row;
   row.inode = node.inode;
   row.parent = table_[node.parent].inode;
   row.listed = node.listed;
-  row.fields = record.fields;
+  row.fields = fields;
   row.name = record.name;
   row.ownIdentifier = table_.ownIdentifier(slot);
   row.version = batch_.version(record);

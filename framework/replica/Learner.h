@@ -7,6 +7,7 @@
 #include "framework/replica/ContentStore.h"
 #include "framework/replica/ItemBatch.h"
 #include "framework/replica/LoadedTree.h"
+#include "framework/replica/LocalEditor.h"
 #include "framework/replica/ReplicaWriter.h"
 
 namespace zelto {
@@ -16,8 +17,13 @@ namespace zelto {
 // THREAD: the tree is locked exclusively for the learner's life, but for `finish`.
 class Learner {
  public:
+  // What was changed here, and what had settled when the server was asked.
+  struct Here {
+    LocalEditor& editor;
+    std::optional<std::uint64_t> asked;
+  };
   Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, ContentStore& contents,
-          ReplicaCounters& counters);
+          ReplicaCounters& counters, const Here& here);
 
   void listing(Slot folder);
   void changes(const std::vector<std::string>& deletedIdentifiers);
@@ -25,6 +31,8 @@ class Learner {
 
   // Hands the chunk over; still under the lock, so that chunks are queued in the order of their changes.
   void queue(Journal& journal) { journal.push(std::move(chunk_)); }
+  // Of folders that the server lost, keeps what was changed in them. Still under the lock, after `queue`.
+  ReplicaDelta loseFolders();
   // Removes files of contents that are gone, and reports what was left out. Without the lock.
   ReplicaDelta finish();
 
@@ -46,6 +54,12 @@ class Learner {
   void removeUnseen(Slot folder);
   void removeDeleted(const std::vector<std::string>& deletedIdentifiers);
   bool identifierIsMade(Slot parent, const ItemRecord& record);
+  // ---- LearnerHere.cpp: what local changes keep the server from saying
+  bool isHidden(const ItemRecord& record, Slot slot);
+  bool staysAsItIs(Slot slot) const;
+  bool keptHere(Slot slot);
+  bool isLinkHere(const ItemRecord& record, Slot slot);
+  NodeFields withWhatIsHere(const NodeFields& before, NodeFields after) const;
 
   // ---- Learner.cpp: what becomes of it
   void apply();
@@ -61,7 +75,7 @@ class Learner {
   void update(Slot slot, const ItemRecord& record, bool moved);
   void noteChange(Inode inode, NodeFields before, const NodeFields& after);
   bool setIdentifier(Slot slot, const ItemRecord& record);
-  void note(Slot slot, const ItemRecord& record);
+  void note(Slot slot, const ItemRecord& record, const NodeFields& fields);
   void unlink(Slot slot);
   void remove(Slot slot);
   void forgetContent(Inode inode);
@@ -72,7 +86,10 @@ class Learner {
   ReplicaWriter& numbers_;
   ContentStore& contents_;
   ReplicaCounters& counters_;
+  const Here here_;
   std::vector<Match> matches_;
+  std::vector<Inode> lost_;      // folders gone from the server in which something was changed here
+  std::vector<Inode> skipped_;   // met, and left as they are
   std::vector<Inode> replaced_;  // known ones that have become of another kind
   Inode prefixOf_ = 0;           // the folder whose children's prefix is kept
   std::string prefix_;

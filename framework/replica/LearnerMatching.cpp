@@ -25,6 +25,7 @@ Slot Learner::known(const ItemRecord& record, Slot folder) {
 // An item that has become of another kind is another one.
 void Learner::match(const ItemRecord& record, Slot slot, Slot parent) {
   const Inode parentInode = parent == kNoSlot ? 0 : table_[parent].inode;
+  if (slot != kNoSlot && staysAsItIs(slot) && table_[slot].kind != record.fields.kind) return;
   if (slot != kNoSlot && table_[slot].kind != record.fields.kind) {
     replaced_.push_back(table_[slot].inode);
     slot = kNoSlot;
@@ -37,6 +38,7 @@ void Learner::matchListing(Slot folder) {
   matches_.reserve(batch_.records().size());
   for (const ItemRecord& record : batch_.records()) {
     const Slot slot = known(record, folder);
+    if (isHidden(record, slot)) continue;
     if (slot != kNoSlot && table_[slot].seen) {
       batch_.leftOut().add(record.name, "a second one of the same identifier");
     } else if (slot != kNoSlot && tree_.isBelowOrSelf(folder, slot)) {
@@ -50,7 +52,7 @@ void Learner::matchListing(Slot folder) {
 void Learner::removeUnseen(Slot folder) {
   std::vector<Slot> unseen;
   table_.forEachChild(folder, [&](Slot child) {
-    if (!table_[child].seen) unseen.push_back(child);
+    if (!table_[child].seen && !keptHere(child)) unseen.push_back(child);
   });
   for (const Slot child : unseen) remove(child);
 }
@@ -72,6 +74,7 @@ Slot Learner::parentOf(const ItemRecord& record, Slot slot) {
 void Learner::matchUpdates() {
   for (const ItemRecord& record : batch_.records()) {
     const Slot slot = tree_.loadIdentifier(record.identifier);
+    if (isHidden(record, slot)) continue;
     const Slot parent = parentOf(record, slot);
     if (slot == kNoSlot && (parent == kNoSlot || !table_[parent].listed)) continue;
     match(record, slot, parent);
@@ -87,6 +90,7 @@ void Learner::removeDeleted(const std::vector<std::string>& deletedIdentifiers) 
     const Slot slot = tree_.loadIdentifier(identifier);
     if (slot == kNoSlot || slot == table_.root()) continue;
     if (updated.contains(identifier) && table_[slot].kind != NodeKind::folder) continue;
+    if (keptHere(slot)) continue;
     remove(slot);
   }
 }

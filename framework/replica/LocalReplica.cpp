@@ -16,8 +16,10 @@ std::expected<std::unique_ptr<Replica>, NSError> Replica::open(const std::string
   if (!opened) return std::unexpected(std::move(opened.error()));
   auto reading = openForReading(files);
   if (!reading) return std::unexpected(std::move(reading.error()));
-  return std::make_unique<LocalReplica>(LocalReplica::Parts{
+  auto replica = std::make_unique<LocalReplica>(LocalReplica::Parts{
       std::move(files), std::move(*lock), std::move(*opened), std::move(*reading), options.queuedRows});
+  if (auto failure = replica->recover()) return std::unexpected(std::move(*failure));
+  return replica;
 }
 
 LocalReplica::LocalReplica(Parts parts)
@@ -26,10 +28,13 @@ LocalReplica::LocalReplica(Parts parts)
       health_(parts.files, journal_),
       templates_(parts.opened.session.versionTemplate),
       reader_(std::move(parts.reading), parts.opened.session.anyOwnIdentifiers),
-      contents_(std::make_shared<ContentStore>(parts.files.content(), parts.opened.session.number, journal_)),
+      contents_(std::make_shared<ContentStore>(parts.files.content(), parts.files.local(),
+                                               parts.opened.session.number, journal_)),
       tree_(reader_, health_),
+      editor_({tree_, *contents_, reader_, *journal_, templates_, counters_}, parts.files.localLog()),
       writer_(std::move(parts.opened.database),
-              ReplicaWriter::Surroundings{*journal_, *contents_, reader_, templates_, health_, counters_},
+              ReplicaWriter::Surroundings{*journal_, *contents_, reader_, templates_, health_, counters_,
+                                          [this] { databaseWritten(); }},
               parts.opened.session.nextInode) {
   counters_.items += static_cast<std::int64_t>(parts.opened.session.items);
   counters_.folders += static_cast<std::int64_t>(parts.opened.session.folders);
@@ -143,6 +148,10 @@ std::string LocalReplica::text(Inode inode, ReplicaReader::Text which) {
 std::string LocalReplica::symlinkTarget(Inode inode) {
   const auto known = node(inode);
   if (!known || known->kind != NodeKind::symlink) return {};
+  {
+    const std::shared_lock lock(mutex_);
+    if (const std::string* here = editor_.symlinkTarget(inode)) return *here;
+  }
   return text(inode, ReplicaReader::Text::symlinkTarget);
 }
 
@@ -150,6 +159,7 @@ std::vector<std::pair<std::string, std::string>> LocalReplica::extendedAttribute
   if (!node(inode)) return {};
   {
     const std::shared_lock lock(mutex_);
+    if (const std::string* here = editor_.attributesHere(inode)) return decodedAttributes(*here);
     const Slot slot = tree_.table().slotForInode(inode);
     if (slot == kNoSlot || tree_.table().fields(slot).attributesDigest == 0) return {};
   }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/replica/Learner.h"
+#include "framework/replica/LocalEditor.h"
 #include "framework/replica/Replica.h"
 #include "framework/replica/ReplicaDatabase.h"
 
@@ -23,6 +24,8 @@ class LocalReplica final : public Replica {
     std::size_t queuedRows;
   };
   explicit LocalReplica(Parts parts);
+  // Brings back the local changes of an earlier process. ERRORS: the disk's.
+  std::optional<NSError> recover();
   ~LocalReplica() override = default;
 
   std::optional<NodeInfo> node(Inode inode) override;
@@ -39,9 +42,11 @@ class LocalReplica final : public Replica {
   std::optional<NSFileProviderItemVersion> version(Inode inode) override;
   Counts counts() override;
 
-  ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items) override;
+  ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
+                            std::optional<std::uint64_t> asked) override;
   ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
-                            const std::vector<std::string>& deletedIdentifiers) override;
+                            const std::vector<std::string>& deletedIdentifiers,
+                            std::optional<std::uint64_t> asked) override;
   ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) override;
 
   std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) override;
@@ -49,12 +54,42 @@ class LocalReplica final : public Replica {
   std::uint64_t evict(Inode inode) override;
   void flush() override { journal_->flush(); }
 
+  // ---- LocalReplicaEditing.cpp
+  std::expected<Created, int> create(Inode folder, std::string_view name, const NewNode& what) override;
+  int rename(Inode inode, Inode folder, std::string_view name, bool mayReplace) override;
+  int remove(Inode inode) override;
+  int setAttributes(Inode inode, const LocalAttributes& attributes) override;
+  int setExtendedAttribute(Inode inode, const std::string& name,
+                           const std::optional<std::string>& value) override;
+  std::expected<std::shared_ptr<ContentFile>, int> beginWriting(Inode inode, bool truncate) override;
+  void written(Inode inode, const ContentFile& content) override;
+  void endWriting(Inode inode, const ContentFile& content) override;
+  int syncLocalChanges() override;
+
+  // ---- LocalReplicaSending.cpp
+  void setLocalChangeHandler(std::function<void(Inode)> handler) override;
+  std::vector<Inode> localChanges() override;
+  std::optional<LocalChangeInfo> localChange(Inode inode) override;
+  std::expected<LocalStep, LocalWait> beginStep(Inode inode, bool evenIfOpen) override;
+  std::optional<NSError> exportContent(LocalStep& step, const std::string& path) override;
+  ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item) override;
+  void stepFailed(const LocalStep& step) override;
+  std::expected<ReplicaDelta, int> keepBoth(Inode inode, std::string_view newName) override;
+  ReplicaDelta serverLost(Inode inode) override;
+  std::expected<ReplicaDelta, int> abandon(Inode inode) override;
+  std::uint64_t settledSoFar() override;
+  void close() override { writer_.finish(); }
+
  private:
   Slot loadedNode(Inode inode) { return tree_.loadNode(inode); }
   LookupResult found(Slot folder, std::string_view name) const;
   std::string text(Inode inode, ReplicaReader::Text which);
   ReplicaDelta learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
-                     const std::function<void(Learner&)>& what);
+                     std::optional<std::uint64_t> asked, const std::function<void(Learner&)>& what);
+  // Runs an edit of one node under the lock, and tells of the change once it is made.
+  int edit(Inode inode, const std::function<int(Slot)>& what);
+  void tell(Inode inode);
+  void databaseWritten();
   std::shared_ptr<ContentFile> contentUnopened(Inode inode);
   std::vector<Inode> filesBelow(Slot top);
 
@@ -65,9 +100,11 @@ class LocalReplica final : public Replica {
   VersionTemplates templates_;
   ReplicaReader reader_;
   const std::shared_ptr<ContentStore> contents_;
-  std::shared_mutex mutex_;  // guards tree_
+  std::shared_mutex mutex_;  // guards tree_ and editor_
   LoadedTree tree_;
-  ReplicaWriter writer_;  // last: its thread uses what is above
+  LocalEditor editor_;
+  std::function<void(Inode)> changeHandler_;  // set before the first change
+  ReplicaWriter writer_;                      // last: its thread uses what is above
 };
 
 }  // namespace zelto

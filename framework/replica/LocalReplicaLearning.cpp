@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <mutex>
 
 #include "framework/replica/LocalReplica.h"
@@ -5,34 +7,41 @@
 namespace zelto {
 
 ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
+                                 std::optional<std::uint64_t> asked,
                                  const std::function<void(Learner&)>& what) {
   ItemBatch batch(items, templates_);
   journal_->waitForRoom();
   writer_.reserveInodes(rows);
-  Learner learner(tree_, batch, writer_, *contents_, counters_);
+  Learner learner(tree_, batch, writer_, *contents_, counters_, {editor_, asked});
+  ReplicaDelta lost;
   {
     const std::unique_lock lock(mutex_);
     what(learner);
     learner.queue(*journal_);
+    lost = learner.loseFolders();
   }
-  return learner.finish();
+  ReplicaDelta delta = learner.finish();
+  std::ranges::move(lost.removed, std::back_inserter(delta.removed));
+  return delta;
 }
 
-ReplicaDelta LocalReplica::applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items) {
-  return learn(items, items.size(), [this, folder](Learner& learner) {
+ReplicaDelta LocalReplica::applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
+                                        std::optional<std::uint64_t> asked) {
+  return learn(items, items.size(), asked, [this, folder](Learner& learner) {
     const Slot slot = loadedNode(folder);
     if (slot != kNoSlot && tree_.table()[slot].kind == NodeKind::folder) learner.listing(slot);
   });
 }
 
 ReplicaDelta LocalReplica::applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
-                                        const std::vector<std::string>& deletedIdentifiers) {
-  return learn(updates, updates.size(),
+                                        const std::vector<std::string>& deletedIdentifiers,
+                                        std::optional<std::uint64_t> asked) {
+  return learn(updates, updates.size(), asked,
                [&deletedIdentifiers](Learner& learner) { learner.changes(deletedIdentifiers); });
 }
 
 ReplicaDelta LocalReplica::applyItem(Inode inode, const NSFileProviderItemPtr& item) {
-  return learn({item}, 1, [this, inode](Learner& learner) {
+  return learn({item}, 1, {}, [this, inode](Learner& learner) {
     const Slot slot = loadedNode(inode);
     if (slot != kNoSlot && slot != tree_.table().root()) learner.item(slot);
   });

@@ -26,7 +26,9 @@ struct NodeInfo {
   std::int64_t modifiedNs = 0;  // nanoseconds since 1970
   std::int64_t createdNs = 0;
   std::int64_t accessedNs = 0;
-  std::uint64_t versionTag = 0;  // digest of the item's version: another tag, another content or metadata
+  std::uint16_t permissions = 0;  // the nine bits, where a program has set them; 0: as the item says
+  bool local = false;             // has a local change
+  std::uint64_t versionTag = 0;   // digest of the item's version: another tag, another content or metadata
 };
 
 // What one listing or change list did to the replica; the volume tells the kernel.

@@ -162,7 +162,8 @@ NodeFields NodeTable::fields(Slot slot) const {
           kept ? kept->createdNs : node.modifiedNs,
           kept ? kept->accessedNs : node.modifiedNs,
           node.versionTag,
-          kept ? kept->attributesDigest : 0};
+          kept ? kept->attributesDigest : 0,
+          node.here};
 }
 
 void NodeTable::setFields(Slot slot, const NodeFields& fields) {
@@ -173,6 +174,7 @@ void NodeTable::setFields(Slot slot, const NodeFields& fields) {
   node.size = fields.size;
   node.modifiedNs = fields.modifiedNs;
   node.versionTag = fields.versionTag;
+  node.here = fields.here;
   const bool plain = fields.createdNs == fields.modifiedNs && fields.accessedNs == fields.modifiedNs &&
                      fields.attributesDigest == 0;
   if (plain && !node.rare) return;
@@ -198,6 +200,8 @@ NodeInfo NodeTable::info(Slot slot) const {
   info.createdNs = kept ? kept->createdNs : node.modifiedNs;
   info.accessedNs = kept ? kept->accessedNs : node.modifiedNs;
   info.versionTag = node.versionTag;
+  info.local = node.local;
+  if ((node.here & kPermissionsHere) != 0) info.permissions = node.here & kPermissionBits;
   return info;
 }
 

@@ -15,7 +15,7 @@
 
 namespace zelto {
 
-// One node in memory; 64 bytes. What few nodes have is in a side table.
+// One node in memory; 56 bytes. What few nodes have is in a side table.
 struct TableNode {
   Inode inode = 0;
   std::uint64_t size = 0;
@@ -27,15 +27,23 @@ struct TableNode {
   std::uint16_t capabilities = 0;
   std::uint8_t flags = 0;
   std::uint8_t nameLength = 0;
+  std::uint16_t here = 0;  // as in NodeFields
   NodeKind kind = NodeKind::file;
   bool listed : 1 = false;  // the children are known
   bool loaded : 1 = false;  // the children that are known are in memory
   bool rare : 1 = false;    // has an entry in the side table
   bool linked : 1 = false;  // stands in its parent's index
+  bool local : 1 = false;   // has a local change
   bool seen : 1 = false;    // met by the listing or change list at hand
 
   std::string_view name() const { return {nameBytes, nameLength}; }
 };
+
+// What programs set of a node and the server does not keep: the nine permission bits, and these.
+inline constexpr std::uint16_t kPermissionBits = 0x1ff;
+inline constexpr std::uint16_t kPermissionsHere = 0x200;
+inline constexpr std::uint16_t kDatesHere = 0x400;  // for as long as the server has this version
+inline constexpr std::uint16_t kLinkHere = 0x800;   // a symbolic link whose place an empty file keeps there
 
 // What a node carries besides its place in the tree.
 struct NodeFields {
@@ -48,6 +56,7 @@ struct NodeFields {
   std::int64_t accessedNs = 0;
   std::uint64_t versionTag = 0;
   std::uint64_t attributesDigest = 0;  // of the extended attributes; 0: there are none
+  std::uint16_t here = 0;
 
   friend bool operator==(const NodeFields&, const NodeFields&) = default;
 };

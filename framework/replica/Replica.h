@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "framework/replica/ContentFile.h"
+#include "framework/replica/LocalChange.h"
 #include "framework/replica/Node.h"
 #include "platform/fileprovider/NSFileProviderItem.h"
 
@@ -79,11 +80,15 @@ class Replica {
   // identifier keep their number and content. Items that cannot be shown (no identifier or name, a name
   // that is empty, ".", "..", over 255 bytes or holds "/" or NUL, a second one of the same name) are
   // left out with a line on standard error each (at most ten a listing, then their count).
-  virtual ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items) = 0;
+  // Local changes stay: what is not on the server yet is not removed, what was removed here does not come
+  // back. `asked`: `settledSoFar` when the listing was asked for; absent for one of just now.
+  virtual ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
+                                    std::optional<std::uint64_t> asked = {}) = 0;
   // Applies a change list: updates of items whose parent is known and listed (others are ignored),
   // deletions with all that is below. An item with another parent or name than before is moved.
   virtual ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
-                                    const std::vector<std::string>& deletedIdentifiers) = 0;
+                                    const std::vector<std::string>& deletedIdentifiers,
+                                    std::optional<std::uint64_t> asked = {}) = 0;
   // Takes over a fresh record of one known item (as a download brings it).
   virtual ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) = 0;
 
@@ -98,8 +103,69 @@ class Replica {
   // and not complete. Gives the bytes freed.
   virtual std::uint64_t evict(Inode inode) = 0;
 
+  // ---- what programs change here: it shows at once, is noted durably against the end of this process before
+  // the call returns, and is a local change until the server has taken it. ERRORS: errno values; nothing has
+  // changed then. The folders must be listed (else EAGAIN) and may not do what the item's capabilities
+  // forbid; the caller sees to both.
+  struct Created {
+    NodeInfo node;
+    std::shared_ptr<ContentFile> content;  // of a file: empty, open for writing as by `beginWriting`
+  };
+  // ERRORS: ENOENT, ENOTDIR (no such folder), EEXIST, the disk's.
+  virtual std::expected<Created, int> create(Inode folder, std::string_view name, const NewNode& what) = 0;
+  // Puts a node at another place; what is there goes (a folder only when it is empty and replaced by one).
+  // ERRORS: ENOENT, ENOTDIR, EISDIR, ENOTEMPTY, EINVAL (below itself), EEXIST (without `mayReplace`).
+  virtual int rename(Inode inode, Inode folder, std::string_view name, bool mayReplace) = 0;
+  // A file, a symbolic link or an empty folder. The bytes of an open file stay readable and writable by those
+  // who have it open. ERRORS: ENOENT, ENOTEMPTY.
+  virtual int remove(Inode inode) = 0;
+  virtual int setAttributes(Inode inode, const LocalAttributes& attributes) = 0;
+  // Absent: takes the attribute away (ENODATA when there is none).
+  virtual int setExtendedAttribute(Inode inode, const std::string& name,
+                                   const std::optional<std::string>& value) = 0;
+  // The content, for writing to it (ContentFile::write, resize) until `endWriting`; a step that uploads it
+  // waits for that. Without `truncate` it must be complete (else EAGAIN); with it, it is emptied.
+  virtual std::expected<std::shared_ptr<ContentFile>, int> beginWriting(Inode inode, bool truncate) = 0;
+  // The content was written to or resized: the node's size and date follow. Cheap; not durable by itself.
+  virtual void written(Inode inode, const ContentFile& content) = 0;
+  virtual void endWriting(Inode inode, const ContentFile& content) = 0;
+  // BLOCKS: until all local changes noted so far are on the disk itself. ERRORS: the disk's.
+  virtual int syncLocalChanges() = 0;
+
+  // ---- bringing local changes to the server
+  // Told of each node with a new or further local change, or one that may now be sent; on the thread that
+  // made it, with no lock held. Set once, before the first change.
+  virtual void setLocalChangeHandler(std::function<void(Inode)> handler) = 0;
+  // All nodes with local changes, oldest first; also those that are gone here.
+  virtual std::vector<Inode> localChanges() = 0;
+  virtual std::optional<LocalChangeInfo> localChange(Inode inode) = 0;
+  // The next step for a node. It counts as being taken until `settle` or `stepFailed`; there is at most one
+  // for a node at a time. With `evenIfOpen` files open for writing are sent as they are.
+  virtual std::expected<LocalStep, LocalWait> beginStep(Inode inode, bool evenIfOpen = false) = 0;
+  // Puts the bytes for a creation or upload at a path on the replica's volume, and notes in the step which
+  // state they are of. They do not change there by later writes. ERRORS: the disk's.
+  virtual std::optional<NSError> exportContent(LocalStep& step, const std::string& path) = 0;
+  // The server took the step; `item` is what it has now (null where it did not say). What was changed
+  // meanwhile remains a local change.
+  virtual ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item) = 0;
+  virtual void stepFailed(const LocalStep& step) = 0;
+  // The server's item and the local one go separate ways: the local one gets another name in its folder and
+  // is created there if its content differs. Not while a step is being taken. ERRORS: ENOENT, EEXIST.
+  virtual std::expected<ReplicaDelta, int> keepBoth(Inode inode, std::string_view newName) = 0;
+  // The server does not have it any more: what is changed here will be created anew, the rest goes.
+  virtual ReplicaDelta serverLost(Inode inode) = 0;
+  // Gives a local change up: what was created here goes, anything else is again as the server has it. The
+  // folders it stood in are to be listed again. Not while a step is being taken (EBUSY).
+  virtual std::expected<ReplicaDelta, int> abandon(Inode inode) = 0;
+  // A number that grows with every settled step; a listing or change list that was asked for at one is not
+  // believed about what settled after it.
+  virtual std::uint64_t settledSoFar() = 0;
+
   // BLOCKS: until everything learnt so far is in the database, or could not be written (tests, clean end).
   virtual void flush() = 0;
+  // The end of this run: writes as `flush` and notes that it ended well. Everything may still be called by
+  // threads that are at work; what they learn is not kept. BLOCKS: as `flush`.
+  virtual void close() = 0;
 };
 
 }  // namespace zelto

@@ -8,7 +8,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::int64_t kVersion = 1;
+constexpr std::int64_t kVersion = 2;
 constexpr int kWriterCacheKiB = 2048;
 constexpr int kReaderCacheKiB = 512;
 
@@ -18,13 +18,13 @@ CREATE TABLE session(one INTEGER PRIMARY KEY CHECK(one = 1), boot BLOB NOT NULL,
 CREATE TABLE node(inode INTEGER PRIMARY KEY, parent INTEGER NOT NULL, kind INTEGER NOT NULL,
   listed INTEGER NOT NULL, capabilities INTEGER NOT NULL, flags INTEGER NOT NULL, size INTEGER NOT NULL,
   modified INTEGER NOT NULL, versionTag INTEGER NOT NULL, name BLOB NOT NULL,
-  created INTEGER, accessed INTEGER, identifier BLOB, version BLOB, target BLOB, attributes BLOB);
+  created INTEGER, accessed INTEGER, identifier BLOB, version BLOB, target BLOB, attributes BLOB, here INTEGER);
 CREATE INDEX nodeByParent ON node(parent);
 CREATE INDEX nodeByIdentifier ON node(identifier) WHERE identifier IS NOT NULL;
 CREATE INDEX nodeFolder ON node(kind) WHERE kind = 1;
 CREATE TABLE content(inode INTEGER PRIMARY KEY, generation INTEGER NOT NULL, versionTag INTEGER NOT NULL,
   size INTEGER NOT NULL, ranges BLOB NOT NULL);
-INSERT INTO node VALUES(1, 0, 1, 0, 1, 3, 0, 0, 0, x'', NULL, NULL, NULL, NULL, NULL, NULL);
+INSERT INTO node VALUES(1, 0, 1, 0, 1, 3, 0, 0, 0, x'', NULL, NULL, NULL, NULL, NULL, NULL, NULL);
 )";
 
 NSError databaseError(const ReplicaFiles& files, const std::string& text) {

@@ -22,6 +22,7 @@ std::optional<NSError> ReplicaFiles::make() const {
   std::error_code failure;
   std::filesystem::create_directories(directory, failure);
   if (!failure) std::filesystem::create_directory(content(), failure);
+  if (!failure) std::filesystem::create_directory(local(), failure);
   if (failure) return posixError(content(), failure.value());
   // The names of a user's files are nobody else's business.
   if (::chmod(directory.c_str(), 0700) != 0) return posixError(directory, errno);

@@ -16,6 +16,8 @@ struct ReplicaFiles {
   std::string database() const { return directory + "/replica.db"; }
   std::string lock() const { return directory + "/lock"; }
   std::string content() const { return directory + "/content"; }
+  std::string local() const { return directory + "/local"; }
+  std::string localLog() const { return directory + "/local.log"; }
 
   // Makes the directories where they are missing.
   std::optional<NSError> make() const;

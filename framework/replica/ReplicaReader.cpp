@@ -26,6 +26,7 @@ NodeRow rowFrom(const Statement& row, Inode parent) {
   fields.accessedNs = row.isNull(10) ? fields.modifiedNs : row.integer(10);
   node.ownIdentifier = row.bytes(11);
   node.attributes = row.bytes(12);
+  fields.here = static_cast<std::uint16_t>(row.integer(13));
   if (!node.attributes.empty()) fields.attributesDigest = digestOfBytes(node.attributes);
   return node;
 }
@@ -35,10 +36,10 @@ NodeRow rowFrom(const Statement& row, Inode parent) {
 ReplicaReader::ReplicaReader(Database database, bool anyOwnIdentifiers)
     : database_(std::move(database)),
       anyOwnIdentifiers_(anyOwnIdentifiers),
-      children_(
-          database_.prepare("SELECT inode, kind, listed, capabilities, flags, size, modified, versionTag, "
-                            "name, created, accessed, identifier, attributes FROM node WHERE parent = ? "
-                            "ORDER BY inode")),
+      children_(database_.prepare(
+          "SELECT inode, kind, listed, capabilities, flags, size, modified, versionTag, "
+          "name, created, accessed, identifier, attributes, here FROM node WHERE parent = ? "
+          "ORDER BY inode")),
       parent_(database_.prepare("SELECT parent FROM node WHERE inode = ?")),
       ownIdentifier_(database_.prepare("SELECT inode FROM node WHERE identifier = ?")),
       texts_(database_.prepare("SELECT version, target, attributes FROM node WHERE inode = ?")) {}

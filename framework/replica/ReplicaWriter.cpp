@@ -23,7 +23,7 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
     : around_(surroundings),
       database_(std::move(database)),
       putNode_(database_.prepare(
-          "INSERT OR REPLACE INTO node VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
+          "INSERT OR REPLACE INTO node VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
       putListed_(database_.prepare("UPDATE node SET listed = 1 WHERE inode = ?")),
       putDetached_(database_.prepare("UPDATE node SET parent = 0 WHERE inode = ?")),
       below_(database_.prepare(
@@ -42,9 +42,11 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
   pthread_setname_np(thread_.native_handle(), "replica");
 }
 
-ReplicaWriter::~ReplicaWriter() {
+ReplicaWriter::~ReplicaWriter() { finish(); }
+
+void ReplicaWriter::finish() {
   around_.journal.stop();
-  thread_.join();
+  if (thread_.joinable()) thread_.join();
 }
 
 void ReplicaWriter::reserveInodes(std::uint64_t count) {
@@ -99,6 +101,7 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
   pause_ = kFirstPause;
   removeGone();
   around_.journal.written(chunks.size());
+  around_.written();
   return true;
 }
 
@@ -162,6 +165,11 @@ bool ReplicaWriter::node(const NodeRow& row) {
   bindText(13, row.version);
   bindText(14, row.symlinkTarget);
   bindText(15, row.attributes);
+  if (fields.here != 0) {
+    putNode_.bind(16, std::int64_t{fields.here});
+  } else {
+    putNode_.bindNull(16);
+  }
   return putNode_.run();
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -29,10 +30,12 @@ class ReplicaWriter final : private JournalChunk::Reader {
     VersionTemplates& templates;
     ReplicaHealth& health;
     ReplicaCounters& counters;
+    std::function<void()> written;  // called on the writer's thread after each batch
   };
   // Numbers from `nextInode` on are free, the first block of them is reserved.
   ReplicaWriter(Database database, const Surroundings& surroundings, std::uint64_t nextInode);
-  // Writes what is outstanding, and that the end was a clean one.
+  // Writes what is outstanding, and that the end was a clean one; nothing is written after that.
+  void finish();
   ~ReplicaWriter() override;
 
   // Gives the next free number. REQUIRES: `reserveInodes` with room for it.

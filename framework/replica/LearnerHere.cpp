@@ -1,0 +1,68 @@
+#include <algorithm>
+#include <iterator>
+
+#include "framework/replica/Learner.h"
+
+namespace zelto {
+
+// Whether the server's word on an item counts for nothing at the moment: what was removed here does not come
+// back, what was made here is not replaced, what is changed here keeps its content, and what the server took
+// after it was asked is newer than its answer.
+bool Learner::isHidden(const ItemRecord& record, Slot slot) {
+  const LocalChanges& changes = here_.editor.changes();
+  if (slot != kNoSlot && isLinkHere(record, slot)) {
+    table_[slot].seen = true;
+    skipped_.push_back(table_[slot].inode);
+    return true;
+  }
+  const LocalEntry* const elsewhere = changes.elsewhereFor(record.identifier);
+  if (elsewhere != nullptr && (elsewhere->removed || !elsewhere->bound)) return true;
+  if (here_.asked && changes.settledSince(*here_.asked, record.identifier)) return true;
+  if (slot == kNoSlot) return false;
+  if (here_.asked && changes.settledSince(*here_.asked, table_[slot].inode)) return true;
+  if (!table_[slot].local) return false;
+  const LocalEntry* const entry = changes.find(table_[slot].inode);
+  return entry != nullptr && (!entry->bound || entry->content);
+}
+
+bool Learner::staysAsItIs(Slot slot) const { return table_[slot].local || here_.editor.anyLocalBelow(slot); }
+
+// True for a node that the server has lost and that stays here, at least for now.
+bool Learner::keptHere(Slot slot) {
+  const TableNode& node = table_[slot];
+  if (node.local) return true;  // its next step will find out
+  if (here_.asked && here_.editor.changes().settledSince(*here_.asked, node.inode)) return true;
+  if (!here_.editor.anyLocalBelow(slot)) return false;
+  lost_.push_back(node.inode);
+  return true;
+}
+
+// A symbolic link made here, whose place on the server an empty file keeps that has not changed.
+bool Learner::isLinkHere(const ItemRecord& record, Slot slot) {
+  return table_[slot].kind == NodeKind::symlink && (table_[slot].here & kLinkHere) != 0 &&
+         record.fields.kind == NodeKind::file && record.fields.versionTag == table_[slot].versionTag;
+}
+
+NodeFields Learner::withWhatIsHere(const NodeFields& before, NodeFields after) const {
+  after.here = before.here;
+  if ((before.here & kDatesHere) == 0) return after;
+  if (before.versionTag == after.versionTag || after.kind == NodeKind::folder) {
+    after.modifiedNs = before.modifiedNs;
+    after.createdNs = before.createdNs;
+    after.accessedNs = before.accessedNs;
+  } else {
+    after.here = static_cast<std::uint16_t>(after.here & ~kDatesHere);
+  }
+  return after;
+}
+
+ReplicaDelta Learner::loseFolders() {
+  ReplicaDelta delta;
+  for (const Inode inode : lost_) {
+    ReplicaDelta lost = here_.editor.serverLost(inode);
+    std::ranges::move(lost.removed, std::back_inserter(delta.removed));
+  }
+  return delta;
+}
+
+}  // namespace zelto

@@ -1,0 +1,103 @@
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "framework/replica/LocalEditor.h"
+#include "framework/replica/ReplicaFiles.h"
+
+namespace zelto {
+
+// What the database says of the node, where it knows better, and whether its bytes are here.
+bool LocalEditor::isOfUse(LocalEntry& entry) {
+  const Slot slot = around_.tree.loadNode(entry.inode);
+  if (!entry.bound) {
+    if (entry.removed) return false;
+    entry.identifier.clear();
+    // The server took the creation, and the process died before the log was told.
+    if (slot != kNoSlot) {
+      entry.bound = entry.moved = true;
+      entry.identifier = around_.tree.identifier(slot);
+    }
+  }
+  if (!entry.pending() && slot == kNoSlot) return false;
+  if (entry.content && entry.fields.kind == NodeKind::file) {
+    if (around_.contents.findLocal(entry.inode, entry.fields.versionTag)) {
+      around_.contents.localAttributes(entry.inode, entry.fields, entry.writing);
+    } else if (entry.bound) {
+      entry.content = false;  // the process died before the first byte could be written
+    } else if (!around_.contents.makeLocal(entry.inode)) {
+      return false;
+    }
+  }
+  entry.writing = false;
+  entry.contentRevision = 1;
+  return true;
+}
+
+// Leaves its place, so that another can have it.
+void LocalEditor::setAside(const LocalEntry& entry) {
+  const Slot slot = table().slotForInode(entry.inode);
+  if (slot == kNoSlot) return;
+  if (entry.removed) return dropFromMemory(slot);
+  if (table().ownIdentifier(slot).empty()) table().setOwnIdentifier(slot, around_.tree.identifier(slot));
+  table().unlink(slot);
+  table()[slot].parent = table().root();
+}
+
+// Puts a node at its place here. False when its folder is not known (yet).
+bool LocalEditor::restore(LocalEntry& entry) {
+  const Slot folder = around_.tree.loadNode(entry.parent);
+  if (folder == kNoSlot || table()[folder].kind != NodeKind::folder) return false;
+  around_.tree.loadChildren(folder);
+  Slot slot = table().slotForInode(entry.inode);
+  if (slot != kNoSlot && around_.tree.isBelowOrSelf(folder, slot)) return false;
+  const Slot occupant = table().child(folder, entry.name);
+  if (occupant != kNoSlot && occupant != slot) {
+    // What stands there was replaced before the database heard of it.
+    ReplicaDelta ignored;
+    dropSubtree(occupant, ignored);
+  }
+  NodeFields fields = entry.fields;
+  if (slot == kNoSlot) {
+    slot = table().add(entry.inode, folder, entry.name, fields);
+    table()[slot].loaded = table()[slot].listed = fields.kind == NodeKind::folder;
+    ++around_.counters.items;
+    if (fields.kind == NodeKind::folder) ++around_.counters.folders;
+  } else {
+    if (!entry.content) {
+      const std::uint16_t here = fields.here;
+      fields = table().fields(slot);
+      fields.here = here;
+    }
+    table().link(slot, folder, entry.name);
+    table().setFields(slot, fields);
+  }
+  table().setOwnIdentifier(slot, entry.bound && entry.moved ? std::string_view(entry.identifier) : "");
+  table()[slot].local = entry.pending();
+  return true;
+}
+
+int LocalEditor::recover() {
+  auto kept = changes_.read();
+  if (!kept) return kept.error();
+  std::erase_if(*kept, [this](LocalEntry& entry) { return !isOfUse(entry); });
+  for (const LocalEntry& entry : *kept) setAside(entry);
+  std::vector<LocalEntry*> waiting;
+  for (LocalEntry& entry : *kept) {
+    if (!entry.removed) waiting.push_back(&entry);
+  }
+  while (std::erase_if(waiting, [this](LocalEntry* entry) { return restore(*entry); }) > 0) continue;
+  for (const LocalEntry* entry : waiting) {
+    if (const Slot slot = table().slotForInode(entry->inode); slot != kNoSlot) dropFromMemory(slot);
+    reportLine(fmt::format("a local change of \"{}\" has lost its folder; what it holds is kept in local/{}",
+                           entry->name, entry->inode));
+  }
+  const int code = changes_.begin(*std::move(kept));
+  around_.contents.sweepLocal([this](Inode inode) {
+    const LocalEntry* const entry = changes_.find(inode);
+    return entry != nullptr && entry->content;
+  });
+  return code;
+}
+
+}  // namespace zelto

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "framework/replica/NodeTable.h"
+
+namespace zelto {
+
+// In what one node differs from what the server has; the node table shows how it stands here.
+struct LocalEntry {
+  // ---- as it is noted in the log
+  Inode inode = 0;
+  Inode parent = 0;  // where it stands here; of a removed one, stood
+  std::string name;
+  NodeFields fields;
+  std::string symlinkTarget;
+  std::string attributes;   // extended ones that a program has set, as ItemBatch writes them
+  std::string identifier;   // the server's, where it is moved or removed
+  std::string version;      // compact, where the database has none for this node
+  std::uint64_t order = 0;  // the oldest change has the lowest
+  std::uint64_t metadata = 0;
+  bool bound = false;    // the server has it
+  bool moved = false;    // elsewhere
+  bool removed = false;  // gone here
+  bool content = false;  // other bytes
+  bool attributesHere = false;
+  bool writing = false;  // noted while a handle that may write is open: size and date are the file's
+
+  // ---- of this run only
+  bool inFlight = false;
+  unsigned writers = 0;               // handles that may write
+  std::uint64_t contentRevision = 0;  // counts changes of the bytes
+  std::uint64_t takenRevision = 0;    // the one that the server took last
+
+  bool pending() const { return removed || !bound || moved || content || metadata != 0; }
+
+  // As bytes of a record; nothing for bytes that are none.
+  std::string encoded() const;
+  static std::optional<LocalEntry> decoded(std::string_view bytes);
+};
+
+}  // namespace zelto

@@ -1,0 +1,125 @@
+#include "framework/replica/LocalLog.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <unordered_map>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "framework/replica/ByteRecord.h"
+#include "framework/replica/Digest.h"
+
+namespace zelto {
+namespace {
+
+constexpr std::string_view kMagic = "zelto-local-1\n";
+constexpr std::uint32_t kLongestRecord = 1 << 20;
+
+struct RecordHead {
+  std::uint32_t length;  // of the entry's bytes; 0: there is none
+  std::uint32_t reserved;
+  Inode inode;
+  std::uint64_t digest;
+};
+
+std::uint64_t digestOf(Inode inode, std::string_view bytes) { return digestOfBytes(bytes, inode + 1); }
+
+void put(std::string& to, const LocalLog::Record& record) {
+  const std::string bytes = record.entry != nullptr ? record.entry->encoded() : std::string();
+  putPlain(to, RecordHead{static_cast<std::uint32_t>(bytes.size()), 0, record.inode,
+                          digestOf(record.inode, bytes)});
+  to += bytes;
+}
+
+// errno, 0 for none.
+int writeAll(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(file, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count < 0 ? errno : EIO;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return 0;
+}
+
+std::unordered_map<Inode, LocalEntry> entriesIn(std::string_view bytes) {
+  std::unordered_map<Inode, LocalEntry> entries;
+  if (!bytes.starts_with(kMagic)) return entries;
+  ByteReader reader(bytes.substr(kMagic.size()));
+  while (!reader.atEnd()) {
+    const auto head = reader.plain<RecordHead>();
+    if (reader.failed() || head.length > kLongestRecord) break;
+    const std::string_view record = reader.bytes(head.length);
+    if (reader.failed() || digestOf(head.inode, record) != head.digest) break;
+    auto entry = LocalEntry::decoded(record);
+    if (entry && entry->inode == head.inode) {
+      entries.insert_or_assign(head.inode, std::move(*entry));
+    } else {
+      entries.erase(head.inode);
+    }
+  }
+  return entries;
+}
+
+}  // namespace
+
+std::expected<std::vector<LocalEntry>, int> LocalLog::read() {
+  errno = 0;
+  std::ifstream in(path_, std::ios::binary);
+  if (!in) {
+    if (errno == ENOENT) return {};
+    return std::unexpected(errno != 0 ? errno : EIO);
+  }
+  const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+  std::multimap<std::uint64_t, LocalEntry> ordered;
+  for (auto& [inode, entry] : entriesIn(bytes)) ordered.emplace(entry.order, std::move(entry));
+  std::vector<LocalEntry> entries;
+  for (auto& [order, entry] : ordered) entries.push_back(std::move(entry));
+  return entries;
+}
+
+int LocalLog::rewrite(const std::vector<const LocalEntry*>& entries) {
+  std::string bytes(kMagic);
+  for (const LocalEntry* entry : entries) put(bytes, {entry->inode, entry});
+  const std::string fresh = path_ + ".new";
+  UniqueDescriptor file(
+      ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (!file) return errno;
+  int code = writeAll(file.get(), bytes);
+  // The old file may have been brought to the disk: the new one must not be less safe.
+  if (code == 0 && !entries.empty() && ::fdatasync(file.get()) != 0) code = errno;
+  if (code == 0 && ::rename(fresh.c_str(), path_.c_str()) != 0) code = errno;
+  if (code != 0) {
+    ::unlink(fresh.c_str());
+    return code;
+  }
+  file_ = std::move(file);
+  bytes_ = bytes.size();
+  damagedEnd_ = false;
+  return 0;
+}
+
+int LocalLog::append(std::span<const Record> records) {
+  if (damagedEnd_ && ::ftruncate(file_.get(), static_cast<off_t>(bytes_)) != 0) return errno;
+  damagedEnd_ = false;
+  std::string bytes;
+  for (const Record& record : records) put(bytes, record);
+  if (const int code = writeAll(file_.get(), bytes)) {
+    damagedEnd_ = ::ftruncate(file_.get(), static_cast<off_t>(bytes_)) != 0;
+    return code;
+  }
+  bytes_ += bytes.size();
+  return 0;
+}
+
+UniqueDescriptor LocalLog::duplicate() const {
+  return UniqueDescriptor(::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0));
+}
+
+}  // namespace zelto
