@@ -1,12 +1,12 @@
 #include "cli/CommandLine.h"
 
-#include <algorithm>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "cli/Text.h"
+#include "platform/bus/DomainName.h"
 
 namespace zelto::cli {
 
@@ -39,9 +39,7 @@ class Grammar {
     added->callback([this, options] { invocation_.command = *options; });
     added->add_option("--domain", invocation_.domain, "The instance to speak to (default: the one that runs)")
         ->type_name("NAME")
-        ->check([](const std::string& value) {
-          return isDomainName(value) ? "" : "a domain is made of letters, digits and _, e.g. \"work\"";
-        });
+        ->check([](const std::string& value) { return isDomainName(value) ? "" : kDomainNameRule; });
     if (json) added->add_flag("--json", invocation_.json, "Answer in JSON, for programs");
     return added;
   }
@@ -134,14 +132,6 @@ std::variant<Invocation, Message> parseCommandLine(int argc, const char* const* 
                    fmt::format("Nothing to change. Try \"{} mode --my-files off\".\n", programName())};
   }
   return invocation;
-}
-
-bool isDomainName(const std::string& name) {
-  const auto allowed = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-  };
-  return !name.empty() && name.size() <= 64 && (name[0] < '0' || name[0] > '9') &&
-         std::ranges::all_of(name, allowed);
 }
 
 }  // namespace zelto::cli

@@ -16,7 +16,4 @@ struct Message {
 
 std::variant<Invocation, Message> parseCommandLine(int argc, const char* const* argv);
 
-// Letters, digits and "_", not starting with a digit, at most 64: a domain is part of a bus name.
-bool isDomainName(const std::string& name);
-
 }  // namespace zelto::cli

@@ -9,9 +9,9 @@
 
 #include <fmt/format.h>
 
-#include "cli/CommandLine.h"
 #include "cli/JsonFields.h"
 #include "platform/bus/BusAddress.h"
+#include "platform/bus/DomainName.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSJSONSerialization.h"
 

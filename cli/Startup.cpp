@@ -117,7 +117,7 @@ Outcome checkRequirements() {
 }
 
 Outcome startHost(RunRecord& record) {
-  std::vector<std::string> arguments{"--foreground", "--folder", record.folder, "--domain", record.domain};
+  std::vector<std::string> arguments{"--folder", record.folder, "--domain", record.domain};
   addSwitch(arguments, "--my-files", record.myFiles);
   addSwitch(arguments, "--offline-files", record.offlineFiles);
   arguments.insert(arguments.end(), {"--log", logFile(record.domain)});

@@ -1,21 +1,20 @@
 #include "hostapp/HostOptions.h"
 
-#include <algorithm>
 #include <array>
-#include <cctype>
 
 #include <getopt.h>
+
+#include "platform/bus/DomainName.h"
 
 namespace zelto {
 
 namespace {
 
-constexpr std::array<option, 8> kOptions{{{"folder", required_argument, nullptr, 'f'},
+constexpr std::array<option, 7> kOptions{{{"folder", required_argument, nullptr, 'f'},
                                           {"domain", required_argument, nullptr, 'd'},
                                           {"my-files", required_argument, nullptr, 'm'},
                                           {"offline-files", required_argument, nullptr, 'o'},
                                           {"log", required_argument, nullptr, 'l'},
-                                          {"foreground", no_argument, nullptr, 'F'},
                                           {"help", no_argument, nullptr, 'h'},
                                           {nullptr, 0, nullptr, 0}}};
 
@@ -23,12 +22,6 @@ std::optional<bool> onOrOff(const std::string& text) {
   if (text == "on") return true;
   if (text == "off") return false;
   return std::nullopt;
-}
-
-bool isDomain(const std::string& text) {
-  return !text.empty() && text.size() <= 64 && std::all_of(text.begin(), text.end(), [](unsigned char c) {
-    return c < 0x80 && (std::isalnum(c) != 0 || c == '_');
-  });
 }
 
 // Nothing, or what is wrong.
@@ -50,9 +43,6 @@ std::optional<std::string> take(HostOptions& options, int code) {
     case 'l':
       options.logPath = value;
       break;
-    case 'F':
-      options.foreground = true;
-      break;
     case 'h':
       options.help = true;
       break;
@@ -69,7 +59,7 @@ std::optional<std::string> take(HostOptions& options, int code) {
 
 const char* HostOptions::usage() {
   return "zelto-host --folder DIR [--domain NAME] [--my-files on|off] [--offline-files on|off]\n"
-         "           [--log FILE] [--foreground]\n"
+         "           [--log FILE]\n"
          "Serves the folders in DIR as the shares of one domain.\n";
 }
 
@@ -85,7 +75,7 @@ std::expected<HostOptions, std::string> HostOptions::parse(int argc, char** argv
   if (options.help) return options;
   if (::optind < argc) return std::unexpected("Unexpected argument: " + std::string(argv[::optind]));
   if (options.folder.empty()) return std::unexpected("--folder is missing. See zelto-host --help.");
-  if (!isDomain(options.domain)) return std::unexpected("A domain's name holds letters, digits and \"_\".");
+  if (!isDomainName(options.domain)) return std::unexpected(kDomainNameRule);
   return options;
 }
 

@@ -13,7 +13,6 @@ struct HostOptions {
   std::optional<bool> useMyFiles;
   std::optional<bool> useOfflineFiles;
   std::string logPath;  // "": host.log beside the store
-  bool foreground = false;
   bool help = false;
 
   // ERRORS: a sentence for the user.

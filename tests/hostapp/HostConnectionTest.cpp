@@ -206,19 +206,19 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
     raw.push_back(nullptr);
     return HostOptions::parse(static_cast<int>(arguments.size()), raw.data());
   };
-  const auto full = parse({"--folder", "/srv", "--domain", "d_1", "--my-files", "on", "--offline-files=off",
-                           "--log", "/tmp/l", "--foreground"});
+  const auto full = parse(
+      {"--folder", "/srv", "--domain", "d_1", "--my-files", "on", "--offline-files=off", "--log", "/tmp/l"});
   ASSERT_TRUE(full);
   EXPECT_EQ("d_1", full->domain);
   EXPECT_EQ(true, full->useMyFiles);
   EXPECT_EQ(false, full->useOfflineFiles);
-  EXPECT_TRUE(full->foreground);
   EXPECT_FALSE(parse({"--folder", "/srv"})->useMyFiles.has_value());
   for (const auto& bad : std::vector<std::vector<std::string>>{{},
                                                                {"--folder"},
                                                                {"--folder", "/srv", "extra"},
                                                                {"--folder", "/srv", "--my-files", "maybe"},
                                                                {"--folder", "/srv", "--domain", "../x"},
+                                                               {"--folder", "/srv", "--domain", "2nd"},
                                                                {"--unknown"}}) {
     EXPECT_FALSE(parse(bad));
   }
