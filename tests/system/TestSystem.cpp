@@ -127,7 +127,6 @@ TestSystem::~TestSystem() {
 
 void TestSystem::startHost(const std::vector<std::string>& flags) {
   std::vector<std::string> arguments{ZELTO_BINARIES "/zelto-host",
-                                     "--foreground",
                                      "--folder",
                                      served_.string(),
                                      "--domain",
