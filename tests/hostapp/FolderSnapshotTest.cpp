@@ -90,6 +90,18 @@ TEST(FolderSnapshot, SingleEntriesAmountToTheWhole) {
   }
 }
 
+TEST(FolderSnapshot, ForgetsOnlyWhatIsStillTheSame) {
+  auto folder = snapshot({entry("a"), entry("b")});
+  auto other = entry("a").stat;
+  other.changed.tv_nsec = 7;
+  EXPECT_FALSE(folder.forget("a", other, kLater));
+  EXPECT_FALSE(folder.forget("c", entry("c").stat, kLater));
+  EXPECT_FALSE(folder.forget("a", entry("a").stat, {1'000, 20'000'000}))
+      << "it may have been another by then";
+  EXPECT_TRUE(folder.forget("a", entry("a").stat, {1'000, 20'000'007}));
+  EXPECT_EQ((Changes{{"a", ChangeKind::update}}), folder.changesTo(snapshot({entry("a"), entry("b")})));
+}
+
 TEST(FolderSnapshot, SurvivesTheStoreAndRefusesDamage) {
   const auto original = snapshot({entry("a"), entry("b", 1ULL << 40, -5), entry(std::string(255, 'x'))});
   const auto bytes = original.encoded();

@@ -10,7 +10,7 @@
 
 namespace zelto::test {
 
-// A backend whose uploads stop at a gate before each step until the test lets them through.
+// A backend whose uploads and removals stop at a gate before each step until the test lets them through.
 class GatedBackend : public ForwardingBackend {
  public:
   using ForwardingBackend::ForwardingBackend;
@@ -21,7 +21,13 @@ class GatedBackend : public ForwardingBackend {
     return std::make_unique<GatedWork>(std::move(*work), gate_);
   }
 
-  // BLOCKS: until an upload waits at the gate.
+  std::expected<std::unique_ptr<BackendWork>, NSError> remove(const std::string& path) override {
+    auto work = inner_->remove(path);
+    if (!work) return work;
+    return std::make_unique<GatedWork>(std::move(*work), gate_);
+  }
+
+  // BLOCKS: until work waits at the gate.
   void awaitArrival() { gate_->awaitArrival(); }
   void let(int steps) { gate_->let(steps); }
   void open() { gate_->let(1'000'000); }
