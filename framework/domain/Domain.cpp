@@ -34,10 +34,18 @@ std::optional<NSError> Domain::openReplica() {
   return std::nullopt;
 }
 
+void Domain::joinGroup() {
+  if (settings_.documentGroup.empty()) return;
+  auto& files = NSFileManager::defaultManager();
+  const auto group = files.containerURLForSecurityApplicationGroupIdentifier(settings_.documentGroup);
+  if (group) group_.emplace(group->path());
+}
+
 std::optional<NSError> Domain::open(const std::string& principalClass) {
   auto bus = SessionBus::connect();
   if (!bus) return bus.error();
   if (auto error = openReplica()) return error;
+  joinGroup();  // before the extension can make a file there
   extension_ = NSClassRegistry::make(principalClass, settings_.domain);
   if (!extension_) return errorWithPOSIXCode(ENOENT, "no principal class named " + principalClass);
 
@@ -89,9 +97,9 @@ void Domain::refreshRoot() {
 
 void Domain::close() {
   extension_->invalidate();
-  volume_.reset();
-  replica_->flush();
-  replica_.reset();
+  // Nothing is destroyed: threads of the extension and of the bus may be at work on it.
+  volume_->unmount();
+  replica_->close();
 }
 
 }  // namespace zelto

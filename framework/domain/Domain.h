@@ -6,6 +6,7 @@
 #include <string>
 
 #include "framework/changes/ChangePump.h"
+#include "framework/domain/GroupDirectory.h"
 #include "framework/domain/MemoryTrim.h"
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
@@ -25,6 +26,7 @@ class Domain {
   struct Settings {
     NSFileProviderDomain domain;
     std::string mountPoint;
+    std::string documentGroup = {};  // shared with the host; "": none
     std::chrono::milliseconds requestLimit{10'000};
   };
 
@@ -44,6 +46,7 @@ class Domain {
 
   std::optional<NSError> open(const std::string& principalClass);
   std::optional<NSError> openReplica();
+  void joinGroup();
   void replicaChanged(const ReplicaDelta& delta);
   void hostChanged(bool present);
   void refreshRoot();
@@ -52,6 +55,7 @@ class Domain {
   Deadlines deadlines_;
   HostLink link_;
   MemoryTrim trim_;
+  std::optional<GroupDirectory> group_;
   std::shared_ptr<NSFileProviderPrincipal> extension_;
   std::unique_ptr<Replica> replica_;
   std::unique_ptr<Lister> lister_;

@@ -1,6 +1,5 @@
 #include "platform/fileprovider/NSExtensionMain.h"
 
-#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
@@ -13,18 +12,13 @@
 
 #include "framework/domain/Domain.h"
 #include "framework/domain/MemoryTrim.h"
+#include "platform/bus/DomainName.h"
 #include "platform/foundation/NSBundle.h"
 
 namespace zelto {
 namespace {
 
 constexpr const char* kUsage = "usage: %s --domain NAME --mount DIRECTORY [--request-limit MILLISECONDS]\n";
-
-bool isDomainName(std::string_view name) {
-  return !name.empty() && name.size() <= 64 && std::ranges::all_of(name, [](unsigned char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-  });
-}
 
 bool parseLimit(std::string_view text, std::chrono::milliseconds& limit) {
   int value = 0;
@@ -57,8 +51,7 @@ std::optional<Domain::Settings> parse(int argc, char** argv) {
       return std::nullopt;
     }
   }
-  if (!isDomainName(settings.domain.identifier) || settings.mountPoint.empty() || optind != argc)
-    return std::nullopt;
+  if (settings.mountPoint.empty() || optind != argc) return std::nullopt;
   return settings;
 }
 
@@ -88,26 +81,31 @@ void stopAtSignal(Domain& domain, sigset_t set) {
   }).detach();
 }
 
-std::string principalClassName() {
+// What the bundle says of its extension; "" when it does not.
+std::string extensionAttribute(std::string_view key) {
   const PropertyListValue* const extension = NSBundle::mainBundle().infoDictionary().find("NSExtension");
   const NSDictionary* const dictionary = extension != nullptr ? extension->asDictionary() : nullptr;
-  const PropertyListValue* const name =
-      dictionary != nullptr ? dictionary->find("NSExtensionPrincipalClass") : nullptr;
-  return name != nullptr && name->asString() != nullptr ? *name->asString() : std::string();
+  const PropertyListValue* const value = dictionary != nullptr ? dictionary->find(key) : nullptr;
+  return value != nullptr && value->asString() != nullptr ? *value->asString() : std::string();
 }
 
 }  // namespace
 
 int NSExtensionMain(int argc, char** argv) {
   MemoryTrim::configureAllocator();
-  const auto settings = parse(argc, argv);
+  auto settings = parse(argc, argv);
   if (!settings) {
     std::fprintf(stderr, kUsage, argv[0]);
     return 2;
   }
+  if (!isDomainName(settings->domain.identifier)) {
+    std::fprintf(stderr, "zelto-fileprovider: %s\n", kDomainNameRule);
+    return 2;
+  }
   const sigset_t endSignals = blockEndSignals();
   raiseDescriptorLimit();
-  const std::string principalClass = principalClassName();
+  const std::string principalClass = extensionAttribute("NSExtensionPrincipalClass");
+  settings->documentGroup = extensionAttribute("NSExtensionFileProviderDocumentGroup");
   if (principalClass.empty()) {
     std::fprintf(stderr, "zelto-fileprovider: %s/Info.plist names no principal class\n",
                  NSBundle::mainBundle().resourcePath().c_str());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -26,9 +27,13 @@ class KernelNotifier {
 
   // BLOCKS: until everything told so far has been done.
   void drain() { queue_.drain(); }
+  // Also the end: nothing is done any more. BLOCKS: as `drain`.
+  void stop();
 
  private:
-  fuse_session* const session_;
+  void tell(std::move_only_function<void(fuse_session*)> what);
+
+  fuse_session* session_;  // used on the queue's thread; null after `stop`
   DispatchQueue queue_;
 };
 

@@ -76,9 +76,9 @@ Volume::Volume(const Parts& parts, std::string mountPoint, std::chrono::millisec
       walkAhead_(parts.replica, parts.lister, parts.materialiser) {}
 
 Volume::~Volume() {
-  notifier_.reset();
   if (session_ == nullptr) return;
-  fuse_session_unmount(session_);
+  unmount();
+  notifier_.reset();
   fuse_session_destroy(session_);
 }
 
@@ -129,6 +129,11 @@ void Volume::stop() {
   fuse_session_exit(session_);
   // The loop sleeps until a thread of its ends or a signal comes.
   if (const pthread_t runner = runner_.load(); runner != 0) ::pthread_kill(runner, kWakeSignal);
+}
+
+void Volume::unmount() {
+  notifier_->stop();
+  fuse_session_unmount(session_);
 }
 
 struct stat Volume::attributes(const NodeInfo& node) const {

@@ -48,6 +48,9 @@ class Volume {
   int run();
   // Makes `run` return. THREAD: any.
   void stop();
+  // After `run`. Everything may still be called by threads that are at work; the kernel hears of nothing
+  // more. BLOCKS: until what the kernel was to be told has been told.
+  void unmount();
 
   // Makes the kernel forget what a change of the replica made untrue. Returns at once.
   void replicaChanged(const ReplicaDelta& delta);

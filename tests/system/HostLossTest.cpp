@@ -114,8 +114,12 @@ TEST(HostLossTest, AKilledExtensionIsReplacedOverItsStaleMount) {
   for (int round = 0; round < 3; ++round) {
     system.extension().kill(SIGKILL);
     EXPECT_NE(errnoOfListing(system.mount()), 0);
+    const fs::path group = fs::directory_iterator(system.data() / "groups")->path();
+    const fs::path delivery = group / "0F1E2D3C-4B5A-4697-8877-665544332211";  // it came to no more
+    writeFile(delivery, "a range");
     system.startExtension();
     system.waitUntilConnected();
+    EXPECT_FALSE(fs::exists(delivery));
     EXPECT_EQ(readFile(system.mounted() / "known" / "file"), "known text");
   }
 }

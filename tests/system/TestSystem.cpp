@@ -111,13 +111,15 @@ TestSystem::~TestSystem() {
   }
   bus_.reset();
   host_.signal(SIGCONT);
-  host_.kill(SIGTERM);
+  EXPECT_EQ(host_.kill(SIGTERM), 0) << text(root_ / "host.err");
   extension_.signal(SIGCONT);
   extension_.signal(SIGTERM);
-  if (extension_.running() && !extension_.waitForEnd(std::chrono::seconds(10))) {
+  int status = 0;
+  if (extension_.running() && !extension_.waitForEnd(std::chrono::seconds(10), &status)) {
     ADD_FAILURE() << "the extension did not end: " << extensionErrors();
     extension_.kill(SIGKILL);
   }
+  EXPECT_EQ(status, 0) << extensionErrors();
   while (isMounted(mount_) && ::umount2(mount_.c_str(), MNT_DETACH) == 0) {
   }
   daemon_.kill(SIGKILL);
@@ -126,13 +128,9 @@ TestSystem::~TestSystem() {
 }
 
 void TestSystem::startHost(const std::vector<std::string>& flags) {
-  std::vector<std::string> arguments{ZELTO_BINARIES "/zelto-host",
-                                     "--folder",
-                                     served_.string(),
-                                     "--domain",
-                                     kDomain,
-                                     "--log",
-                                     (root_ / "host.log").string()};
+  std::vector<std::string> arguments{
+      ZELTO_BINARIES "/zelto-host", "--folder", served_.string(), "--domain", kDomain, "--log",
+      (root_ / "host.log").string()};
   arguments.insert(arguments.end(), flags.begin(), flags.end());
   host_ = Process(arguments, root_ / "host.err");
 }
