@@ -19,7 +19,14 @@ function(zelto_test name)
   list(TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   set_property(GLOBAL APPEND PROPERTY ZELTO_TEST_FILES ${ARG_SOURCES})
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+    PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  # As a property given above, a list of labels would lose all but its first.
+  set(labels ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
+  file(CONFIGURE OUTPUT ${labels} @ONLY CONTENT "if(@name@_TESTS)
+  set_tests_properties(\${@name@_TESTS} PROPERTIES LABELS \"@ARG_LABELS@\")
+endif()
+")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${labels})
 endfunction()
 
 # A test file that no target builds would pass by never running.
