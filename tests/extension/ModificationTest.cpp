@@ -42,6 +42,9 @@ struct Row {
   std::uint64_t fields;
   std::uint64_t pending;
   std::string line;
+
+  // Shown in the case's name, where the default is its bytes, addresses included.
+  friend void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 };
 
 class MetadataChangeTest : public ModificationTest, public testing::WithParamInterface<Row> {};
