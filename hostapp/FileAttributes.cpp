@@ -40,6 +40,11 @@ void copyAttribute(const std::string& from, int to, const std::string& name) {
   ::fsetxattr(to, name.c_str(), value.data(), static_cast<std::size_t>(length), 0);
 }
 
+// What was granted to the earlier content or computed from it, and ends with it.
+bool isOfContent(const std::string& name) {
+  return name == "security.capability" || name == "security.ima" || name == "security.evm";
+}
+
 // The process's mask can only be read by being changed, except here.
 mode_t readMask() {
   std::ifstream status("/proc/self/status");
@@ -62,7 +67,9 @@ void adoptAttributes(int earlier, int file) {
   }
   ::fchmod(file, wanted.st_mode & kAllBits);
   const auto from = linkTo(earlier);
-  for (const auto& name : attributeNames(from)) copyAttribute(from, file, name);
+  for (const auto& name : attributeNames(from)) {
+    if (!isOfContent(name)) copyAttribute(from, file, name);
+  }
 }
 
 void giveNewFileAttributes(int folder, int file) {

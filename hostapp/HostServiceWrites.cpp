@@ -64,7 +64,6 @@ class Move : public std::enable_shared_from_this<Move> {
         reply_(std::move(reply)) {}
 
   void begin() {
-    if (progress_->isCancelled() || *abandoned_) return end(std::unexpected(cancelledError(path_)));
     auto before = lookBefore(*parts_->backend, path_);
     if (!before) return end(std::unexpected(before.error()));
     before_ = std::move(*before);
@@ -79,6 +78,11 @@ class Move : public std::enable_shared_from_this<Move> {
  private:
   // True when the item has another path now.
   bool rename() {
+    // It may have waited for the watcher.
+    if (progress_->isCancelled() || *abandoned_) {
+      end(std::unexpected(cancelledError(path_)));
+      return false;
+    }
     auto moved = parts_->backend->move(path_, destination_);
     if (!moved && isOtherVolume(moved.error())) {
       copy();
@@ -97,13 +101,14 @@ class Move : public std::enable_shared_from_this<Move> {
     auto begin = [move = shared_from_this()] {
       return move->parts_->backend->moveByCopying(move->path_, move->destination_);
     };
-    parts_->work->start({path_, progress_, abandoned_, std::move(begin)},
-                        [move = shared_from_this()](const WorkRunner::Result& result) {
-                          if (result)
-                            move->parts_->watcher->moveFolder(move->before_, move->destination_,
-                                                              [] { return true; });
-                          move->end(entryOf(result));
-                        });
+    parts_->work->start(
+        {path_, progress_, abandoned_, std::move(begin)},
+        [move = shared_from_this()](const WorkRunner::Result& result) { move->copied(result); });
+  }
+
+  void copied(const WorkRunner::Result& result) {
+    if (result) parts_->watcher->moveFolder(before_, destination_, [] { return true; });
+    end(entryOf(result));
   }
 
   void end(const Changed& changed) {

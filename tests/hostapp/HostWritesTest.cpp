@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -270,6 +271,32 @@ TEST_F(HostWritesTest, AMovedFolderIsWatchedWhereItIsNow) {
   restart();
   server.write("share/elsewhere/new/inner/file", "333");
   awaitUpdate("/My Files/share/elsewhere/new/inner/file");
+}
+
+TEST_F(HostWritesTest, AShareMayLieOnAnotherVolume) {
+  server.folder("other");
+  server.write("share/folder/file", "content");
+  if (::mount("none", server.path("other").c_str(), "tmpfs", 0, "size=4m") != 0) {
+    GTEST_SKIP() << "mounting is not allowed here";
+  }
+  start();
+  for (const std::string folder : {"/share", "/share/folder", "/other"}) list("/My Files" + folder);
+  const auto uploaded = std::get<0>(upload("/My Files/other/file", "copied there", true));
+  ASSERT_TRUE(uploaded);
+  const auto moved = std::get<0>(move("/My Files/share/folder", "/My Files/other/folder"));
+  ASSERT_TRUE(moved);
+  const auto listed = list("/My Files/other");
+  EXPECT_EQ(*uploaded, *named(listed, "file"));
+  EXPECT_EQ(*moved, *named(listed, "folder"));
+  EXPECT_TRUE(namesOnDisk("share").empty());
+  server.write("other/folder/file", "longer content");
+  takeUntil([](const Changes& changes) {
+    const auto* file = changes.update("/My Files/other/folder/file");
+    return file != nullptr && file->find("size")->integerValue() == 14;
+  });
+  EXPECT_TRUE(nothingStaged());
+  stop();
+  ::umount2(server.path("other").c_str(), MNT_DETACH);
 }
 
 TEST_F(HostWritesTest, ARemovalIsCancelledBetweenEntries) {
