@@ -48,10 +48,9 @@ Lister::Lister(NSFileProviderPrincipal& extension, Replica& replica, DeltaHandle
 std::vector<WaiterPtr> Lister::Listing::add(WaiterPtr waiter) {
   std::vector<WaiterPtr> gone;
   if (waiters.size() >= std::max(tidyAt, kFewWaiters)) {
-    const auto staying =
-        std::ranges::stable_partition(waiters, [](const auto& each) { return !each->gaveUp(); });
-    gone.assign(std::make_move_iterator(staying.begin()), std::make_move_iterator(staying.end()));
-    waiters.erase(staying.begin(), staying.end());
+    std::vector<WaiterPtr> staying;
+    for (auto& each : waiters) (each->gaveUp() ? gone : staying).push_back(std::move(each));
+    waiters = std::move(staying);
     tidyAt = 2 * waiters.size();
   }
   waiters.push_back(std::move(waiter));
