@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -8,41 +7,18 @@
 #include <string_view>
 
 #include "model/FileProviderItem.h"
+#include "model/ItemMetadata.h"
 
 namespace {
 
 using namespace zelto;
 
-constexpr std::array<std::string_view, 30> kKeys = {"itemType",
-                                                    "itemIdentifier",
-                                                    "parentItemIdentifier",
-                                                    "name",
-                                                    "dateModified",
-                                                    "dateCreated",
-                                                    "dateLoaded",
-                                                    "size",
-                                                    "isDir",
-                                                    "mimeType",
-                                                    "shareWritable",
-                                                    "hidden",
-                                                    "offline",
-                                                    "xattr",
-                                                    "bguploading",
-                                                    "targetPath",
-                                                    "bookmarked",
-                                                    "offlineBookmark",
-                                                    "canOpenWithOfficeOnline",
-                                                    "openWithOffice365",
-                                                    "canShowCheckoutStatus",
-                                                    "canCheckOut",
-                                                    "canCheckIn",
-                                                    "checkoutLabel",
-                                                    "checkedOutByCurrentUser",
-                                                    "checkedOutByOtherUser",
-                                                    "checkoutManager",
-                                                    "offlineShare",
-                                                    "unknown",
-                                                    ""};
+// One of the keys that mean something, a key that does not, or an empty one.
+std::string_view keyFor(std::uint8_t byte) {
+  const std::size_t index = byte % (kItemKeyCount + 2);
+  if (index < kItemKeyCount) return kItemKeyNames[index];
+  return index == kItemKeyCount ? "unknown" : "";
+}
 
 // Reads values from the input until it is used up, then zeros.
 class Input {
@@ -97,7 +73,7 @@ PropertyListValue makeValue(Input& input) {
 NSDictionary makeDictionary(Input& input) {
   NSDictionary dictionary;
   while (!input.empty()) {
-    const auto key = kKeys[input.byte() % kKeys.size()];
+    const auto key = keyFor(input.byte());
     dictionary.set(key, makeValue(input));
   }
   return dictionary;

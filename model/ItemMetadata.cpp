@@ -4,39 +4,36 @@
 
 namespace zelto {
 
+constexpr std::array<std::string_view, kItemKeyCount> kItemKeyNames = {"itemType",
+                                                                       "itemIdentifier",
+                                                                       "parentItemIdentifier",
+                                                                       "name",
+                                                                       "dateModified",
+                                                                       "dateCreated",
+                                                                       "dateLoaded",
+                                                                       "size",
+                                                                       "isDir",
+                                                                       "mimeType",
+                                                                       "shareWritable",
+                                                                       "hidden",
+                                                                       "offline",
+                                                                       "xattr",
+                                                                       "bguploading",
+                                                                       "targetPath",
+                                                                       "bookmarked",
+                                                                       "offlineBookmark",
+                                                                       "canOpenWithOfficeOnline",
+                                                                       "openWithOffice365",
+                                                                       "canShowCheckoutStatus",
+                                                                       "canCheckOut",
+                                                                       "canCheckIn",
+                                                                       "checkoutLabel",
+                                                                       "checkedOutByCurrentUser",
+                                                                       "checkedOutByOtherUser",
+                                                                       "checkoutManager",
+                                                                       "offlineShare"};
+
 namespace {
-
-constexpr auto kKeyCount = static_cast<std::size_t>(ItemKey::count);
-
-// In the order of ItemKey.
-constexpr std::array<std::string_view, kKeyCount> kNames = {"itemType",
-                                                            "itemIdentifier",
-                                                            "parentItemIdentifier",
-                                                            "name",
-                                                            "dateModified",
-                                                            "dateCreated",
-                                                            "dateLoaded",
-                                                            "size",
-                                                            "isDir",
-                                                            "mimeType",
-                                                            "shareWritable",
-                                                            "hidden",
-                                                            "offline",
-                                                            "xattr",
-                                                            "bguploading",
-                                                            "targetPath",
-                                                            "bookmarked",
-                                                            "offlineBookmark",
-                                                            "canOpenWithOfficeOnline",
-                                                            "openWithOffice365",
-                                                            "canShowCheckoutStatus",
-                                                            "canCheckOut",
-                                                            "canCheckIn",
-                                                            "checkoutLabel",
-                                                            "checkedOutByCurrentUser",
-                                                            "checkedOutByOtherUser",
-                                                            "checkoutManager",
-                                                            "offlineShare"};
 
 constexpr std::size_t kSlots = 256;
 constexpr std::uint8_t kFree = 0xff;
@@ -55,8 +52,8 @@ struct SlotTable {
 
 constexpr bool fill(SlotTable& table) {
   table.keys.fill(kFree);
-  for (std::size_t key = 0; key < kKeyCount; ++key) {
-    auto& slot = table.keys[slotOf(kNames[key], table.factor)];
+  for (std::size_t key = 0; key < kItemKeyCount; ++key) {
+    auto& slot = table.keys[slotOf(kItemKeyNames[key], table.factor)];
     if (slot != kFree) return false;
     slot = static_cast<std::uint8_t>(key);
   }
@@ -81,7 +78,7 @@ ItemMetadata::ItemMetadata(const NSDictionary& dictionary) : dictionary_(diction
     const auto name = entryKey.name();
     if (name.empty()) continue;
     const auto key = kTable.keys[slotOf(name, kTable.factor)];
-    if (key != kFree && kNames[key] == name && values_[key] == nullptr) values_[key] = &value;
+    if (key != kFree && kItemKeyNames[key] == name && values_[key] == nullptr) values_[key] = &value;
   }
 }
 

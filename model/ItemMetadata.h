@@ -43,6 +43,10 @@ enum class ItemKey : std::uint8_t {
   count
 };
 
+inline constexpr auto kItemKeyCount = static_cast<std::size_t>(ItemKey::count);
+// In the order of ItemKey.
+extern const std::array<std::string_view, kItemKeyCount> kItemKeyNames;
+
 // The values of an item metadata dictionary by key, found in one pass over it: looking up some twenty keys
 // one by one is what making an item would otherwise spend most of its time on.
 // REQUIRES: the dictionary outlives the object and does not change.
@@ -62,7 +66,7 @@ class ItemMetadata {
 
  private:
   const NSDictionary& dictionary_;
-  std::array<const PropertyListValue*, static_cast<std::size_t>(ItemKey::count)> values_{};
+  std::array<const PropertyListValue*, kItemKeyCount> values_{};
 };
 
 }  // namespace zelto
