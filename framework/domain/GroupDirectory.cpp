@@ -1,20 +1,25 @@
 #include "framework/domain/GroupDirectory.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <uuid/uuid.h>
 
 namespace zelto {
 namespace {
 
 namespace fs = std::filesystem;
 
+// As the extension writes it: five groups of hexadecimal digits.
 bool isUuid(const std::string& name) {
-  uuid_t uuid;
-  return name.size() == UUID_STR_LEN - 1 && ::uuid_parse(name.c_str(), uuid) == 0;
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  return std::ranges::equal(name, kForm, [](char c, char form) {
+    return form == 'x' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == form;
+  });
 }
 
 void removeTransfers(const std::string& path) {
