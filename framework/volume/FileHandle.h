@@ -4,23 +4,36 @@
 #include <mutex>
 
 #include "framework/fetching/ReadAhead.h"
-#include "framework/replica/ContentFile.h"
+#include "framework/replica/Replica.h"
 #include "framework/volume/FuseLowLevel.h"
+#include "framework/volume/OpenFiles.h"
 
 namespace zelto {
 
-// An open file: the content of the version that it was opened at, for as long as it is open.
+// One opening of a file. What it reads is the content that all handles of the file share.
 // THREAD: any. OWNER: the kernel's open file, through `fuse_file_info::fh`.
 class FileHandle {
  public:
-  FileHandle(const NodeInfo& node, std::shared_ptr<ContentFile> content)
-      : node_(node), content_(std::move(content)) {}
+  // `writing`: what `Replica::beginWriting` gave, which ends with the handle; null for a reader.
+  FileHandle(Replica& replica, std::shared_ptr<OpenFile> file, std::shared_ptr<ContentFile> writing)
+      : replica_(replica), file_(std::move(file)), writing_(std::move(writing)) {}
+  ~FileHandle() {
+    if (writing_) replica_.endWriting(file_->inode(), *writing_);
+  }
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
 
   static FileHandle* of(const fuse_file_info* file) { return reinterpret_cast<FileHandle*>(file->fh); }
 
-  // The item as it was when the file was opened.
-  const NodeInfo& node() const { return node_; }
-  const std::shared_ptr<ContentFile>& content() const { return content_; }
+  std::shared_ptr<ContentFile> content() const { return file_->content(); }
+  // What is written to; null for a reader.
+  const std::shared_ptr<ContentFile>& writing() const { return writing_; }
+
+  // What is written to was changed. REQUIRES: not a reader.
+  void wrote() {
+    file_->wrote();
+    replica_.written(file_->inode(), *writing_);
+  }
 
   // Notes a read and gives the bytes worth having behind it.
   std::uint64_t readAhead(NSRange read) {
@@ -29,8 +42,9 @@ class FileHandle {
   }
 
  private:
-  const NodeInfo node_;
-  const std::shared_ptr<ContentFile> content_;
+  Replica& replica_;
+  const std::shared_ptr<OpenFile> file_;
+  const std::shared_ptr<ContentFile> writing_;
   std::mutex mutex_;
   ReadAhead readAhead_;
 };

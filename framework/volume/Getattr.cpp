@@ -1,24 +1,28 @@
 #include <cerrno>
 
-#include "framework/volume/FileHandle.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
 
-void volume::getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
+void volume::replyAttributes(fuse_req_t request, fuse_ino_t node) {
   Volume& volume = of(request);
-  auto info = volume.replica().node(ContentEpochs::inodeOf(node));
-  if (!info || !volume.epochs().isCurrent(node)) {
-    // By path, ESTALE makes the kernel look the name up again; an open file goes on as it was opened.
-    if (file == nullptr) {
-      fuse_reply_err(request, info ? ESTALE : ENOENT);
-      return;
-    }
-    info = FileHandle::of(file)->node();
+  const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
+  struct stat attributes {};
+  if (info && volume.epochs().isCurrent(node)) {
+    attributes = volume.attributes(*info);
+  } else if (const auto open = volume.openFiles().find(node)) {
+    // Who has it open asks without a handle, too.
+    attributes = volume.attributes(open->node());
+    if (!info) attributes.st_nlink = 0;
+  } else {
+    // ESTALE makes the kernel look the name up again.
+    fuse_reply_err(request, info ? ESTALE : ENOENT);
+    return;
   }
-  const struct stat attributes = volume.attributes(*info);
   fuse_reply_attr(request, &attributes, Volume::kKernelCacheSeconds);
 }
+
+void volume::getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info*) { replyAttributes(request, node); }
 
 void volume::readlink(fuse_req_t request, fuse_ino_t node) {
   const std::string target = of(request).replica().symlinkTarget(ContentEpochs::inodeOf(node));

@@ -3,22 +3,11 @@
 #include <fcntl.h>
 
 #include "framework/requests/Errno.h"
-#include "framework/volume/FileHandle.h"
-#include "framework/volume/Volume.h"
+#include "framework/volume/Opened.h"
+#include "framework/volume/Writable.h"
 
 namespace zelto {
 namespace {
-
-void replyOpened(fuse_req_t request, const NodeInfo& node, const std::shared_ptr<ContentFile>& content,
-                 fuse_file_info file) {
-  auto handle = std::make_unique<FileHandle>(node, content);
-  file.fh = reinterpret_cast<std::uint64_t>(handle.get());
-  // Each version has a node of its own, so its pages stay true from open to open.
-  file.keep_cache = 1;
-  file.noflush = 1;
-  // An interrupted open is not opened: the handle is ours again.
-  if (fuse_reply_open(request, &file) == 0) static_cast<void>(handle.release());
-}
 
 // A small file comes here before its open is answered: if it is another version by then, the kernel can
 // still look the name up again without the program noticing.
@@ -26,13 +15,20 @@ bool fetchBeforeOpen(const ContentFile& content) {
   return content.size() <= FileFetch::kWholeFileLimit && !content.covers({0, content.size()});
 }
 
+void openForWriting(fuse_req_t request, fuse_ino_t node, const fuse_file_info& file) {
+  const bool truncate = (file.flags & O_TRUNC) != 0;
+  whenWritable(request, node, truncate,
+               [node, file](fuse_req_t answered, std::shared_ptr<ContentFile> content) {
+                 replyOpened(answered, node, std::move(content), file, true);
+               });
+}
+
 }  // namespace
 
 void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
   Volume& volume = of(request);
-  if ((file->flags & O_ACCMODE) != O_RDONLY) {
-    fuse_reply_err(request, EROFS);
-    return;
+  if ((file->flags & O_ACCMODE) != O_RDONLY || (file->flags & O_TRUNC) != 0) {
+    return openForWriting(request, node, *file);
   }
   if (!volume.epochs().isCurrent(node)) {
     fuse_reply_err(request, ESTALE);
@@ -49,13 +45,13 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     return;
   }
   if (!fetchBeforeOpen(**content)) {
-    replyOpened(request, *info, *content, *file);
+    replyOpened(request, node, *content, *file, false);
     return volume.walkAhead().openedFile(*info, false);
   }
   const NSRange whole{0, (*content)->size()};
-  auto held = volume.kernelRequests().hold(
-      request, [info = *info, content = *content, opened = *file](fuse_req_t answered) {
-        replyOpened(answered, info, content, opened);
+  auto held =
+      volume.kernelRequests().hold(request, [node, content = *content, opened = *file](fuse_req_t answered) {
+        replyOpened(answered, node, content, opened, false);
       });
   volume.materialiser().ensure(*content, whole, 0, std::move(held));
   volume.walkAhead().openedFile(*info, true);

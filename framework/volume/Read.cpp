@@ -23,8 +23,8 @@ void volume::read(fuse_req_t request, fuse_ino_t, std::size_t size, off_t offset
   // A copy: once answered, neither the request nor the handle may be touched.
   const std::shared_ptr<ContentFile> content = handle.content();
   const auto location = static_cast<std::uint64_t>(offset);
-  const std::uint64_t length =
-      location < content->size() ? std::min<std::uint64_t>(size, content->size() - location) : 0;
+  const std::uint64_t end = content->size();
+  const std::uint64_t length = location < end ? std::min<std::uint64_t>(size, end - location) : 0;
   const NSRange range{location, length};
   if (length == 0) {
     fuse_reply_buf(request, nullptr, 0);

@@ -9,14 +9,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "framework/volume/KernelChannel.h"
+#include "framework/volume/Permissions.h"
 #include "framework/volume/StaleMount.h"
 
 namespace zelto {
 namespace {
 
 constexpr int kWakeSignal = SIGUSR2;
-// None of them ever waits for the host, so few are enough, and few stay warm.
-constexpr unsigned kThreads = 4;
+// None of them ever waits for the host, so few are enough, and few stay warm; more are for the disk.
+constexpr unsigned kThreads = 10;
+constexpr unsigned kThreadsKept = 4;
 
 std::timespec timespecFor(std::int64_t nanoseconds) {
   constexpr std::int64_t kSecond = 1'000'000'000;
@@ -29,19 +32,6 @@ std::timespec timespecFor(std::int64_t nanoseconds) {
   return {static_cast<std::time_t>(seconds), static_cast<long>(rest)};
 }
 
-mode_t permissions(const NodeInfo& node) {
-  if (node.kind == NodeKind::symlink) return S_IFLNK | 0777;
-  mode_t mode = node.kind == NodeKind::folder ? S_IFDIR : S_IFREG;
-  using Flags = NSFileProviderFileSystemFlags;
-  if (contains(node.flags, Flags::userReadable)) mode |= 0444;
-  if (contains(node.flags, Flags::userExecutable)) mode |= 0111;
-  if (contains(node.flags, Flags::userWritable) &&
-      contains(node.capabilities, NSFileProviderItemCapabilities::allowsWriting)) {
-    mode |= 0200;
-  }
-  return mode;
-}
-
 const fuse_lowlevel_ops kOperations = [] {
   fuse_lowlevel_ops operations{};
   operations.init = volume::init;
@@ -49,6 +39,7 @@ const fuse_lowlevel_ops kOperations = [] {
   operations.forget = volume::forget;
   operations.forget_multi = volume::forgetMulti;
   operations.getattr = volume::getattr;
+  operations.setattr = volume::setattr;
   operations.readlink = volume::readlink;
   operations.opendir = volume::opendir;
   operations.readdir = volume::readdir;
@@ -56,10 +47,26 @@ const fuse_lowlevel_ops kOperations = [] {
   operations.releasedir = volume::releasedir;
   operations.open = volume::open;
   operations.read = volume::read;
+  operations.write_buf = volume::writeBuf;
+  operations.fallocate = volume::fallocate;
+  operations.copy_file_range = volume::copyFileRange;
+  operations.flush = volume::flush;
+  operations.fsync = volume::fsync;
+  operations.fsyncdir = volume::fsyncdir;
   operations.release = volume::release;
+  operations.create = volume::create;
+  operations.mknod = volume::mknod;
+  operations.mkdir = volume::mkdir;
+  operations.symlink = volume::symlink;
+  operations.link = volume::link;
+  operations.unlink = volume::unlink;
+  operations.rmdir = volume::rmdir;
+  operations.rename = volume::rename;
   operations.statfs = volume::statfs;
   operations.getxattr = volume::getxattr;
   operations.listxattr = volume::listxattr;
+  operations.setxattr = volume::setxattr;
+  operations.removexattr = volume::removexattr;
   return operations;
 }();
 
@@ -92,8 +99,8 @@ std::expected<std::unique_ptr<Volume>, NSError> Volume::mount(const Parts& parts
 }
 
 std::optional<NSError> Volume::startSession() {
-  // Read-only and with permissions checked by the kernel, from the modes that we report.
-  const char* arguments[] = {"zelto", "-o", "fsname=zelto,subtype=zelto,default_permissions,ro"};
+  // Modes are checked by the kernel, from what we report; what the server allows, by us.
+  const char* arguments[] = {"zelto", "-o", "fsname=zelto,subtype=zelto,default_permissions"};
   fuse_args args = FUSE_ARGS_INIT(3, const_cast<char**>(arguments));
   session_ = fuse_session_new(&args, &kOperations, sizeof kOperations, this);
   fuse_opt_free_args(&args);
@@ -107,6 +114,7 @@ std::optional<NSError> Volume::startSession() {
                                   ": is /dev/fuse accessible, fuse3 installed and the directory yours?");
   }
   notifier_ = std::make_unique<KernelNotifier>(session_);
+  if (const int code = openKernelChannel(session_)) return errorWithPOSIXCode(code, "cannot use /dev/fuse");
   return std::nullopt;
 }
 
@@ -118,7 +126,7 @@ int Volume::run() {
   fuse_loop_config* config = fuse_loop_cfg_create();
   fuse_loop_cfg_set_clone_fd(config, 0);
   fuse_loop_cfg_set_max_threads(config, kThreads);
-  fuse_loop_cfg_set_idle_threads(config, kThreads);
+  fuse_loop_cfg_set_idle_threads(config, kThreadsKept);
   const int result = fuse_session_loop_mt(session_, config);
   fuse_loop_cfg_destroy(config);
   requests_.failAll(ENOTCONN);
@@ -139,7 +147,7 @@ void Volume::unmount() {
 struct stat Volume::attributes(const NodeInfo& node) const {
   struct stat attributes {};
   attributes.st_ino = node.inode;
-  attributes.st_mode = permissions(node);
+  attributes.st_mode = modeOf(node);
   // One, also for folders: programs that count a folder's subfolders by its links know that 1 tells nothing.
   attributes.st_nlink = 1;
   attributes.st_uid = owner_;
@@ -178,6 +186,20 @@ void Volume::replicaChanged(const ReplicaDelta& delta) {
   }
   for (const Inode inode : delta.metadataChanged) notifier_->forgetAttributes(epochs_.nodeFor(inode));
   for (const Inode folder : folders) notifier_->forgetNode(folder);
+}
+
+std::optional<std::string> Volume::stateOf(Inode inode) {
+  if (!stateDescription_) return {};
+  const auto node = replica().node(inode);
+  return node ? stateDescription_(*node) : std::nullopt;
+}
+
+void Volume::keepForOpenHandles(const NodeInfo& node) {
+  if (const auto open = openFiles_.find(epochs_.nodeFor(node.inode))) open->setNode(node);
+}
+
+bool Volume::isOwner(std::optional<uid_t> user, std::optional<gid_t> group) const {
+  return user.value_or(owner_) == owner_ && group.value_or(group_) == group_;
 }
 
 std::uint64_t Volume::evict(const NodeInfo& node) {

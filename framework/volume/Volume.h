@@ -3,7 +3,9 @@
 #include <atomic>
 #include <chrono>
 #include <expected>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <pthread.h>
@@ -15,13 +17,16 @@
 #include "framework/volume/FuseLowLevel.h"
 #include "framework/volume/KernelNotifier.h"
 #include "framework/volume/KernelRequest.h"
+#include "framework/volume/OpenFiles.h"
 #include "framework/walking/WalkAhead.h"
 
 namespace zelto {
 
 // The mounted volume of one domain: answers the kernel from the replica, and asks the lister and the
-// materialiser for what is not there. Nothing here ever waits: a request that needs the host is held and
-// answered later. One source file per operation (Lookup.cpp, Read.cpp, …).
+// materialiser for what is not there. What programs change goes into the replica, which brings it to the
+// server later. Nothing here ever waits for the host: a request that needs it is held and answered later.
+// The kernel forgets by itself what its own requests change; it is told of other changes only.
+// One source file per operation (Lookup.cpp, Read.cpp, …).
 // THREAD: `run` serves on threads of its own; everything else from any.
 class Volume {
  public:
@@ -59,12 +64,26 @@ class Volume {
   // Gives the bytes freed in the replica.
   std::uint64_t evict(const NodeInfo& node);
 
+  // What the extended attribute of a file's state says, if anything. REQUIRES: set before `run`; it may be
+  // asked on any thread, and must not wait.
+  using StateDescription = std::function<std::optional<std::string>(const NodeInfo&)>;
+  void describeStateBy(StateDescription description) { stateDescription_ = std::move(description); }
+  std::optional<std::string> stateOf(Inode inode);
+
   Replica& replica() { return parts_.replica; }
   Lister& lister() { return parts_.lister; }
   WalkAhead& walkAhead() { return walkAhead_; }
   Materialiser& materialiser() { return parts_.materialiser; }
   KernelRequests& kernelRequests() { return requests_; }
   ContentEpochs& epochs() { return epochs_; }
+  OpenFiles& openFiles() { return openFiles_; }
+
+  // Called before a node loses its place: who has the file open still asks for its attributes afterwards.
+  void keepForOpenHandles(const NodeInfo& node);
+  // Whether what is given names the owner and the group that everything here has.
+  bool isOwner(std::optional<uid_t> user, std::optional<gid_t> group) const;
+  // True the first time only.
+  bool isFirstAnswer() { return !answered_.exchange(true, std::memory_order_relaxed); }
 
   // The attributes that the kernel is told of a node.
   struct stat attributes(const NodeInfo& node) const;
@@ -86,7 +105,10 @@ class Volume {
   const gid_t group_;
   KernelRequests requests_;
   ContentEpochs epochs_;
+  OpenFiles openFiles_;
   WalkAhead walkAhead_;
+  StateDescription stateDescription_;
+  std::atomic<bool> answered_ = false;
   std::atomic<pthread_t> runner_ = 0;
   fuse_session* session_ = nullptr;
   std::unique_ptr<KernelNotifier> notifier_;
@@ -102,6 +124,7 @@ void lookup(fuse_req_t request, fuse_ino_t parent, const char* name);
 void forget(fuse_req_t request, fuse_ino_t node, std::uint64_t count);
 void forgetMulti(fuse_req_t request, std::size_t count, fuse_forget_data* forgets);
 void getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void setattr(fuse_req_t request, fuse_ino_t node, struct stat* attributes, int toSet, fuse_file_info* file);
 void readlink(fuse_req_t request, fuse_ino_t node);
 void opendir(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
 void readdir(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* file);
@@ -109,10 +132,33 @@ void readdirplus(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t of
 void releasedir(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
 void open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
 void read(fuse_req_t request, fuse_ino_t node, std::size_t size, off_t offset, fuse_file_info* file);
+void writeBuf(fuse_req_t request, fuse_ino_t node, fuse_bufvec* bytes, off_t offset, fuse_file_info* file);
+void fallocate(fuse_req_t request, fuse_ino_t node, int mode, off_t offset, off_t length,
+               fuse_file_info* file);
+void copyFileRange(fuse_req_t request, fuse_ino_t node, off_t at, fuse_file_info* in, fuse_ino_t target,
+                   off_t offset, fuse_file_info* out, std::size_t length, int flags);
+void flush(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void fsync(fuse_req_t request, fuse_ino_t node, int dataOnly, fuse_file_info* file);
+void fsyncdir(fuse_req_t request, fuse_ino_t node, int dataOnly, fuse_file_info* file);
 void release(fuse_req_t request, fuse_ino_t node, fuse_file_info* file);
+void create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode, fuse_file_info* file);
+void mknod(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode, dev_t device);
+void mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode);
+void symlink(fuse_req_t request, const char* target, fuse_ino_t parent, const char* name);
+void link(fuse_req_t request, fuse_ino_t node, fuse_ino_t newParent, const char* newName);
+void unlink(fuse_req_t request, fuse_ino_t parent, const char* name);
+void rmdir(fuse_req_t request, fuse_ino_t parent, const char* name);
+void rename(fuse_req_t request, fuse_ino_t parent, const char* name, fuse_ino_t newParent,
+            const char* newName, unsigned flags);
 void statfs(fuse_req_t request, fuse_ino_t node);
 void getxattr(fuse_req_t request, fuse_ino_t node, const char* name, std::size_t size);
 void listxattr(fuse_req_t request, fuse_ino_t node, std::size_t size);
+void setxattr(fuse_req_t request, fuse_ino_t node, const char* name, const char* value, std::size_t size,
+              int flags);
+void removexattr(fuse_req_t request, fuse_ino_t node, const char* name);
+
+// Answers with the attributes that a node has now.
+void replyAttributes(fuse_req_t request, fuse_ino_t node);
 
 }  // namespace volume
 

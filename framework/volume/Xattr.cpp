@@ -2,17 +2,11 @@
 #include <string>
 #include <string_view>
 
+#include "framework/volume/ExtendedAttributes.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
 namespace {
-
-constexpr std::string_view kUserPrefix = "user.";
-
-// The server's attribute names stand in this system's user name space.
-std::string localName(std::string_view name) {
-  return name.starts_with(kUserPrefix) ? std::string(name) : std::string(kUserPrefix) + std::string(name);
-}
 
 void replySized(fuse_req_t request, std::string_view bytes, std::size_t size) {
   if (size == 0) {
@@ -28,22 +22,29 @@ void replySized(fuse_req_t request, std::string_view bytes, std::size_t size) {
 
 void volume::getxattr(fuse_req_t request, fuse_ino_t node, const char* name, std::size_t size) {
   // Programs ask for security and access-list attributes of every file; there are none.
-  if (!std::string_view(name).starts_with(kUserPrefix)) {
+  if (!isUserAttribute(name)) {
     fuse_reply_err(request, ENODATA);
     return;
   }
-  for (const auto& [key, value] : of(request).replica().extendedAttributes(ContentEpochs::inodeOf(node))) {
-    if (localName(key) == name) return replySized(request, value, size);
+  const Inode inode = ContentEpochs::inodeOf(node);
+  if (name == kStateAttribute) {
+    const auto state = of(request).stateOf(inode);
+    if (state) return replySized(request, *state, size);
+  }
+  for (const auto& [key, value] : of(request).replica().extendedAttributes(inode)) {
+    if (localAttributeName(key) == name) return replySized(request, value, size);
   }
   fuse_reply_err(request, ENODATA);
 }
 
 void volume::listxattr(fuse_req_t request, fuse_ino_t node, std::size_t size) {
+  const Inode inode = ContentEpochs::inodeOf(node);
   std::string names;
-  for (const auto& [key, value] : of(request).replica().extendedAttributes(ContentEpochs::inodeOf(node))) {
-    names += localName(key);
+  for (const auto& [key, value] : of(request).replica().extendedAttributes(inode)) {
+    names += localAttributeName(key);
     names += '\0';
   }
+  if (of(request).stateOf(inode)) names.append(kStateAttribute).append(1, '\0');
   replySized(request, names, size);
 }
 

@@ -1,0 +1,61 @@
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "framework/volume/NewNodes.h"
+#include "framework/volume/Opened.h"
+
+namespace zelto {
+namespace {
+
+constexpr mode_t kPermissions = 0777;
+
+NewNode fileWith(mode_t mode) {
+  return {.kind = NodeKind::file,
+          .permissions = static_cast<std::uint16_t>(mode & kPermissions),
+          .symlinkTarget = {}};
+}
+
+}  // namespace
+
+// EEXIST tells the kernel nothing new where the program would have opened an existing file, too: its idea
+// that there is none is out of date. ESTALE makes it look again.
+void volume::create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode,
+                    fuse_file_info* file) {
+  const bool mayExist = (file->flags & O_EXCL) == 0;
+  if (mayExist && of(request).replica().lookup(parent, name).presence == Replica::Presence::found) {
+    fuse_reply_err(request, ESTALE);
+    return;
+  }
+  makeNode(request, parent, name, fileWith(mode),
+           [opened = *file](fuse_req_t held, const Replica::Created& created) {
+             replyCreated(held, created, opened);
+           });
+}
+
+void volume::mknod(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode, dev_t) {
+  if (!S_ISREG(mode)) {
+    fuse_reply_err(request, EPERM);
+    return;
+  }
+  makeNode(request, parent, name, fileWith(mode), replyMade);
+}
+
+void volume::mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode) {
+  makeNode(request, parent, name,
+           {.kind = NodeKind::folder,
+            .permissions = static_cast<std::uint16_t>(mode & kPermissions),
+            .symlinkTarget = {}},
+           replyMade);
+}
+
+void volume::symlink(fuse_req_t request, const char* target, fuse_ino_t parent, const char* name) {
+  makeNode(request, parent, name, {.kind = NodeKind::symlink, .permissions = 0, .symlinkTarget = target},
+           replyMade);
+}
+
+// The server has no second name for a file.
+void volume::link(fuse_req_t request, fuse_ino_t, fuse_ino_t, const char*) { fuse_reply_err(request, EPERM); }
+
+}  // namespace zelto
