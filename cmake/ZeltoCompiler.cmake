@@ -1,7 +1,8 @@
 # Warnings, sanitizers and the compiler cache, the same for every target.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-  add_compile_options(-Wthread-safety)
+  # The FUSE library's macros use compound literals, the standard library's stable sort what it deprecates.
+  add_compile_options(-Wthread-safety -Wno-c99-extensions -Wno-deprecated-declarations)
 else()
   # g++ 12 reports these inside the standard library's own inlined code.
   add_compile_options(-Wno-maybe-uninitialized -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
