@@ -100,7 +100,7 @@ class ContentFile {
 
   const std::shared_ptr<ContentStore> store_;
   const Inode inode_;
-  const std::uint64_t generation_;
+  std::atomic<std::uint64_t> generation_;
   std::atomic<std::uint64_t> versionTag_;
   std::atomic<std::uint64_t> size_;
   std::atomic<int> descriptor_ = -1;

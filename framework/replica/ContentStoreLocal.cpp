@@ -44,6 +44,8 @@ int ContentStore::becomeLocal(const std::shared_ptr<ContentFile>& file, bool kee
       record.bytes = 0;
       record.ranges.clear();
       record.local = true;
+      // Of this session, which no sweep takes for a stray when it comes back.
+      file->generation_ = record.generation = ++nextGeneration_;
     }
   }
   wroteAny_ = true;
@@ -73,10 +75,16 @@ void ContentStore::taken(Inode inode, std::uint64_t versionTag, std::uint64_t si
   const std::lock_guard lock(mutex_);
   const auto at = records_.find(inode);
   if (at == records_.end()) return;
-  at->second.versionTag = versionTag;
-  at->second.size = size;
-  live = at->second.live.lock();
+  Record& record = at->second;
+  const bool isNews = !record.local && record.bytes > 0 && record.versionTag != versionTag;
+  record.versionTag = versionTag;
+  record.size = size;
+  live = record.live.lock();
   if (live) live->taken(versionTag);
+  if (!isNews) return;  // of a local one the database hears when it comes back
+  JournalChunk chunk;
+  chunk.putContent({inode, record.generation, record.versionTag, record.size, record.ranges});
+  journal_->push(std::move(chunk));
 }
 
 void ContentStore::comeBack(Inode inode) {

@@ -205,6 +205,7 @@ void Learner::noteChange(Inode inode, NodeFields before, const NodeFields& after
 
 // True when the node was known under another identifier.
 bool Learner::setIdentifier(Slot slot, const ItemRecord& record) {
+  if (table_[slot].local) return false;  // matched by the one that it has
   const bool made = identifierIsMade(table_[slot].parent, record);
   const std::string_view own = made ? std::string_view() : record.identifier;
   if (table_.ownIdentifier(slot) == own) return false;
@@ -216,7 +217,9 @@ void Learner::note(Slot slot, const ItemRecord& record, const NodeFields& fields
   const TableNode& node = table_[slot];
   NodeRow row;
   row.inode = node.inode;
-  row.parent = table_[node.parent].inode;
+  // What was moved here stands nowhere in the database, and the log of local changes says where.
+  const bool moved = node.local && !table_.ownIdentifier(slot).empty();
+  row.parent = moved ? 0 : table_[node.parent].inode;
   row.listed = node.listed;
   row.fields = fields;
   row.name = record.name;

@@ -35,6 +35,7 @@ bool LoadedTree::isBelowOrSelf(Slot slot, Slot ancestor) const {
 }
 
 void LoadedTree::take(Slot folder, const NodeRow& row) {
+  if (hidden_.contains(row.inode)) return;
   if (table_.slotForInode(row.inode) != kNoSlot || table_.child(folder, row.name) != kNoSlot) return;
   const Slot slot = table_.add(row.inode, folder, row.name, row.fields);
   if (row.fields.kind == NodeKind::folder) table_[slot].listed = row.listed;

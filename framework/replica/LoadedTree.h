@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 #include "framework/replica/NodeTable.h"
 #include "framework/replica/ReplicaHealth.h"
@@ -32,6 +33,8 @@ class LoadedTree {
   Slot loadPath(std::string_view path);
   // Only the look-up among the identifiers that are not made of a parent's.
   Slot loadOwnIdentifier(std::string_view identifier);
+  // The node was removed here in an earlier run; the database has it until the server has removed it too.
+  void hide(Inode inode) { hidden_.insert(inode); }
   bool anyOwnIdentifiers() const { return table_.anyOwnIdentifiers() || reader_.anyOwnIdentifiers(); }
 
  private:
@@ -41,6 +44,7 @@ class LoadedTree {
   ReplicaReader& reader_;
   ReplicaHealth& health_;
   NodeTable table_;
+  std::unordered_set<Inode> hidden_;
 };
 
 }  // namespace zelto

@@ -52,8 +52,9 @@ class LocalEditor {
   int setAttributes(Slot slot, const LocalAttributes& attributes);
   int setExtendedAttribute(Slot slot, const std::string& name, const std::optional<std::string>& value);
   int beginWriting(Slot slot, const std::shared_ptr<ContentFile>& file, bool truncate);
-  void written(Slot slot, const ContentFile& content);
-  // True when there is something to send.
+  // True for the first since the server took the content.
+  bool written(Slot slot, const ContentFile& content);
+  // True when nobody writes to it any more.
   bool endWriting(Slot slot, const ContentFile& content);
   // A content that was taken by the server comes to the others, and the log forgets what is settled.
   void finishLate(Inode inode);
@@ -112,6 +113,7 @@ class LocalEditor {
   std::expected<LocalStep, LocalWait> placeStep(const LocalEntry& entry, Slot slot, LocalStep step);
   LocalStep blankStep(const LocalEntry& entry, LocalStep::Kind kind) const;
   Inode movingAbove(Slot slot) const;
+  Inode movingOnServerAbove(const LocalEntry& entry) const;
   Inode busyBelow(const std::string& identifier, Slot slot) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;
   bool isCircle(Inode start, Inode occupant) const;

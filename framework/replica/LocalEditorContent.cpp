@@ -110,12 +110,13 @@ int LocalEditor::beginWriting(Slot slot, const std::shared_ptr<ContentFile>& fil
   return 0;
 }
 
-void LocalEditor::written(Slot slot, const ContentFile& content) {
+bool LocalEditor::written(Slot slot, const ContentFile& content) {
   NodeFields fields = table().fields(slot);
   fields.size = content.size();
   fields.modifiedNs = nowNs();
   table().setFields(slot, fields);
-  if (LocalEntry* const entry = changes_.running(table()[slot].inode)) ++entry->contentRevision;
+  LocalEntry* const entry = changes_.running(table()[slot].inode);
+  return entry != nullptr && entry->contentRevision++ == entry->takenRevision;
 }
 
 bool LocalEditor::endWriting(Slot slot, const ContentFile& content) {
@@ -136,7 +137,7 @@ bool LocalEditor::endWriting(Slot slot, const ContentFile& content) {
   static_cast<void>(commit(draft));
   noteLocal(slot);
   if (!pending) changes_.settleLate(inode, around_.journal.pushedSoFar());
-  return pending;
+  return true;
 }
 
 // Called once the database has what the log is to forget.

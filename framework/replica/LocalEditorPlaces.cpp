@@ -56,6 +56,7 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
   entry.parent = table()[node.parent].inode;
   entry.name = node.name();
   entry.fields = table().fields(slot);
+  entry.listed = node.listed;
   return entry;
 }
 
@@ -83,7 +84,14 @@ void LocalEditor::pushRemoval(Inode inode, NodeKind kind) {
 }
 
 int LocalEditor::commit(Draft& draft) {
+  // Of these the log will not vouch for a local file any more.
+  std::vector<Inode> taken;
+  for (const LocalEntry& entry : draft.edit.put) {
+    const bool own = entry.content || entry.writers > 0 || entry.removed;
+    if (!own && entry.fields.kind == NodeKind::file) taken.push_back(entry.inode);
+  }
   if (const int code = changes_.apply(std::move(draft.edit))) return code;
+  for (const Inode inode : taken) around_.contents.comeBack(inode);
   for (const auto& [inode, kind] : draft.rowsGone) pushRemoval(inode, kind);
   if (draft.unbound != kNoSlot) {
     table().setOwnIdentifier(draft.unbound, {});
@@ -164,8 +172,10 @@ std::expected<Slot, int> LocalEditor::create(Slot folder, std::string_view name,
   entry.fields = newFields(what);
   entry.symlinkTarget = what.symlinkTarget;
   entry.order = changes_.nextOrder();
+  entry.listed = what.kind == NodeKind::folder;
   entry.content = entry.writing = what.kind == NodeKind::file;
   entry.contentRevision = 1;
+  if (entry.writing) entry.writers = 1;  // who makes a file has it open
   Draft draft;
   takeOverPlace(entry, derivedIdentifier(folder, name), draft);
   const NodeFields fields = entry.fields;
@@ -217,7 +227,8 @@ void LocalEditor::leave(Slot slot, Draft& draft, LocalEntry* successor) {
       return draft.edit.drop.push_back(entry.inode);
     }
     const Slot heir = entry.moved ? successorAt(entry.identifier) : kNoSlot;
-    if (heir != kNoSlot) {
+    const bool leaving = heir != kNoSlot && successor != nullptr && table()[heir].inode == successor->inode;
+    if (heir != kNoSlot && !leaving) {
       LocalEntry taking = entryOf(heir);
       takeOver(taking, entry, draft);
       NodeFields fields = table().fields(heir);

@@ -36,6 +36,7 @@ bool LocalEditor::isOfUse(LocalEntry& entry) {
 
 // Leaves its place, so that another can have it.
 void LocalEditor::setAside(const LocalEntry& entry) {
+  if (entry.removed) around_.tree.hide(entry.inode);
   const Slot slot = table().slotForInode(entry.inode);
   if (slot == kNoSlot) return;
   if (entry.removed) return dropFromMemory(slot);
@@ -60,17 +61,23 @@ bool LocalEditor::restore(LocalEntry& entry) {
   NodeFields fields = entry.fields;
   if (slot == kNoSlot) {
     slot = table().add(entry.inode, folder, entry.name, fields);
-    table()[slot].loaded = table()[slot].listed = fields.kind == NodeKind::folder;
-    ++around_.counters.items;
-    if (fields.kind == NodeKind::folder) ++around_.counters.folders;
+    table()[slot].listed = entry.listed;
+    table()[slot].loaded = !entry.bound && fields.kind == NodeKind::folder;
+    if (!entry.bound) ++around_.counters.items;
+    if (!entry.bound && fields.kind == NodeKind::folder) ++around_.counters.folders;
   } else {
     if (!entry.content) {
       const std::uint16_t here = fields.here;
       fields = table().fields(slot);
       fields.here = here;
     }
+    if (table()[slot].linked) table().unlink(slot);
     table().link(slot, folder, entry.name);
     table().setFields(slot, fields);
+  }
+  if (entry.moved && entry.identifier == derivedIdentifier(folder, entry.name)) {
+    entry.moved = false;
+    entry.identifier.clear();
   }
   table().setOwnIdentifier(slot, entry.bound && entry.moved ? std::string_view(entry.identifier) : "");
   table()[slot].local = entry.pending();

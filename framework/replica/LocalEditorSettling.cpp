@@ -90,14 +90,12 @@ ReplicaDelta LocalEditor::settleBound(const LocalStep& step, const NSFileProvide
   }
   if (sentContent && next.fields.kind == NodeKind::file) settleContent(next, step);
   const LocalEntry noted = next;
-  putEntry(draft, std::move(next));
-  if (noted.pending() && commit(draft) != 0) return {};  // the step will be taken again
+  if (noted.pending()) putEntry(draft, std::move(next));
+  if (commit(draft) != 0) return {};  // the step will be taken again
   if (!noted.pending()) {
     // The log keeps the older entry until the database has the row: only memory follows for now.
+    changes_.expectAs(noted.inode, {});
     *changes_.running(noted.inode) = noted;
-    for (LocalEntry& followed : draft.edit.put) {
-      if (followed.inode != noted.inode) *changes_.running(followed.inode) = followed;
-    }
   }
   changes_.noteSettled(noted.inode, step.identifier);
   changes_.noteSettled(noted.inode, identifier);
@@ -136,7 +134,8 @@ void LocalEditor::putRow(Slot slot, const LocalEntry& next) {
   const std::string version = versionOf(next);
   NodeRow row;
   row.inode = node.inode;
-  row.parent = table()[node.parent].inode;
+  // One that the server has elsewhere stands nowhere in the database: the log says where it is here.
+  row.parent = next.moved ? 0 : table()[node.parent].inode;
   row.listed = node.listed;
   row.fields = next.fields;
   row.name = node.name();

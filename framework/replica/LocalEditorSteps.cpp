@@ -19,6 +19,7 @@ bool isBelow(std::string_view identifier, std::string_view folder) {
 std::expected<LocalStep, LocalWait> LocalEditor::beginStep(Inode inode, bool evenIfOpen) {
   LocalEntry* const entry = changes_.running(inode);
   if (entry == nullptr || !entry->pending() || entry->inFlight) return std::unexpected(LocalWait{});
+  if (const Inode moving = movingOnServerAbove(*entry)) return waitFor(moving);
   auto step = stepFor(*entry, evenIfOpen);
   if (!step) return step;
   entry->inFlight = true;
@@ -89,6 +90,17 @@ Inode LocalEditor::movingAbove(Slot slot) const {
     if (!table()[at].local) continue;
     const LocalEntry* const above = changes_.find(table()[at].inode);
     if (above != nullptr && (!above->bound || (above->moved && above->inFlight))) return above->inode;
+  }
+  return 0;
+}
+
+// The folder that just moves away on the server with this item in it; 0 for none. Here the item may stand
+// elsewhere, or be gone.
+Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
+  if (!entry.bound || (!entry.moved && !entry.removed)) return 0;
+  for (const Inode inode : inFlight_) {
+    const LocalEntry* const above = changes_.find(inode);
+    if (above != nullptr && above->moved && isBelow(entry.identifier, above->identifier)) return inode;
   }
   return 0;
 }

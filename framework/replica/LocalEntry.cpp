@@ -15,12 +15,13 @@ struct Head {
   std::uint32_t lengths[5];
 };
 
-constexpr std::uint32_t kBound = 1, kMoved = 2, kRemoved = 4, kContent = 8, kAttributes = 16, kWriting = 32;
+constexpr std::uint32_t kBound = 1, kMoved = 2, kRemoved = 4, kContent = 8, kAttributes = 16, kWriting = 32,
+                        kListed = 64;
 
 std::uint32_t flagsOf(const LocalEntry& entry) {
   return (entry.bound ? kBound : 0) | (entry.moved ? kMoved : 0) | (entry.removed ? kRemoved : 0) |
          (entry.content ? kContent : 0) | (entry.attributesHere ? kAttributes : 0) |
-         (entry.writing ? kWriting : 0);
+         (entry.writing ? kWriting : 0) | (entry.listed ? kListed : 0);
 }
 
 bool isSound(const LocalEntry& entry) {
@@ -55,6 +56,7 @@ std::optional<LocalEntry> LocalEntry::decoded(std::string_view bytes) {
   entry.content = (head.flags & kContent) != 0;
   entry.attributesHere = (head.flags & kAttributes) != 0;
   entry.writing = (head.flags & kWriting) != 0;
+  entry.listed = (head.flags & kListed) != 0;
   std::string* const texts[] = {&entry.name, &entry.symlinkTarget, &entry.attributes, &entry.identifier,
                                 &entry.version};
   for (std::size_t i = 0; i < 5; ++i) *texts[i] = reader.bytes(head.lengths[i]);

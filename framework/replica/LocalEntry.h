@@ -27,6 +27,7 @@ struct LocalEntry {
   bool removed = false;  // gone here
   bool content = false;  // other bytes
   bool attributesHere = false;
+  bool listed = false;   // a folder whose children are known
   bool writing = false;  // noted while a handle that may write is open: size and date are the file's
 
   // ---- of this run only

@@ -82,18 +82,24 @@ int LocalReplica::setExtendedAttribute(Inode inode, const std::string& name,
 std::expected<std::shared_ptr<ContentFile>, int> LocalReplica::beginWriting(Inode inode, bool truncate) {
   auto file = content(inode);
   if (!file) return std::unexpected(static_cast<int>(file.error().code()));
-  const std::unique_lock lock(mutex_);
-  const Slot slot = loadedNode(inode);
-  if (slot == kNoSlot) return std::unexpected(ENOENT);
-  if ((*file)->detached()) return std::unexpected(EAGAIN);
-  if (const int code = editor_.beginWriting(slot, *file, truncate)) return std::unexpected(code);
+  {
+    const std::unique_lock lock(mutex_);
+    const Slot slot = loadedNode(inode);
+    if (slot == kNoSlot) return std::unexpected(ENOENT);
+    if ((*file)->detached()) return std::unexpected(EAGAIN);
+    if (const int code = editor_.beginWriting(slot, *file, truncate)) return std::unexpected(code);
+  }
+  tell(inode);
   return file.value();
 }
 
 void LocalReplica::written(Inode inode, const ContentFile& content) {
-  const std::unique_lock lock(mutex_);
-  const Slot slot = tree_.table().slotForInode(inode);
-  if (slot != kNoSlot) editor_.written(slot, content);
+  {
+    const std::unique_lock lock(mutex_);
+    const Slot slot = tree_.table().slotForInode(inode);
+    if (slot == kNoSlot || !editor_.written(slot, content)) return;
+  }
+  tell(inode);
 }
 
 void LocalReplica::endWriting(Inode inode, const ContentFile& content) {
