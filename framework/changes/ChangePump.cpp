@@ -13,7 +13,8 @@ constexpr std::chrono::milliseconds kLongestPatience = std::chrono::seconds(30);
 
 class ChangePump::Observer final : public NSFileProviderChangeObserver {
  public:
-  Observer(ChangePump& pump, std::uint64_t run) : pump_(pump), run_(run) {}
+  Observer(ChangePump& pump, std::uint64_t run)
+      : pump_(pump), run_(run), asked_(pump.replica_.settledSoFar()) {}
 
   void didUpdateItems(const std::vector<NSFileProviderItemPtr>& items) override {
     updates_.insert(updates_.end(), items.begin(), items.end());
@@ -23,10 +24,10 @@ class ChangePump::Observer final : public NSFileProviderChangeObserver {
   }
   void finishEnumeratingChangesUpToSyncAnchor(const NSFileProviderSyncAnchor&, bool moreComing) override {
     // Applied on the pump's queue: the thread that delivers replies has others to deliver.
-    pump_.queue_.async([&pump = pump_, run = run_, moreComing, updates = std::move(updates_),
+    pump_.queue_.async([&pump = pump_, run = run_, asked = asked_, moreComing, updates = std::move(updates_),
                         deletions = std::move(deletions_)] {
       // Also a late answer of a host lost since: it brings what has changed.
-      pump.apply(updates, deletions);
+      pump.apply(updates, deletions, asked);
       if (moreComing) pump.signal();
       pump.finish(run);
     });
@@ -38,6 +39,7 @@ class ChangePump::Observer final : public NSFileProviderChangeObserver {
  private:
   ChangePump& pump_;
   const std::uint64_t run_;
+  const std::uint64_t asked_;
   std::vector<NSFileProviderItemPtr> updates_;
   std::vector<std::string> deletions_;
 };
@@ -97,8 +99,8 @@ void ChangePump::enumerate(std::uint64_t run) {
 }
 
 void ChangePump::apply(const std::vector<NSFileProviderItemPtr>& updates,
-                       const std::vector<std::string>& deletions) {
-  const ReplicaDelta delta = replica_.applyChanges(updates, deletions);
+                       const std::vector<std::string>& deletions, std::uint64_t asked) {
+  const ReplicaDelta delta = replica_.applyChanges(updates, deletions, asked);
   if (!delta.empty()) changed_(delta);
 }
 

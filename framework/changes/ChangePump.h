@@ -42,7 +42,8 @@ class ChangePump {
   void start();
   void enumerate(std::uint64_t run);
   void tryAgain(std::uint64_t run);
-  void apply(const std::vector<NSFileProviderItemPtr>& updates, const std::vector<std::string>& deletions);
+  void apply(const std::vector<NSFileProviderItemPtr>& updates, const std::vector<std::string>& deletions,
+             std::uint64_t asked);
   void finish(std::uint64_t run);
 
   NSFileProviderPrincipal& extension_;

@@ -54,15 +54,39 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
                                      [this](std::size_t items) { trim_.itemsHandled(items); });
   materialiser_ = std::make_unique<Materialiser>(*extension_, *replica_, link_, changed);
   pump_ = std::make_unique<ChangePump>(*extension_, *replica_, deadlines_, kChangePatience, changed);
+  makePropagator();
   link_.addObserver([this](bool present) { hostChanged(present); });
 
   auto volume = Volume::mount({*replica_, *lister_, *materialiser_, deadlines_, link_}, settings_.mountPoint,
                               settings_.requestLimit);
   if (!volume) return volume.error();
   volume_ = *std::move(volume);
-  manager_ = std::make_unique<Manager>(Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_},
-                                       *std::move(bus), [this] { stop(); });
+  volume_->describeStateBy([this](const NodeInfo& node) { return propagator_->stateText(node); });
+  manager_ = std::make_unique<Manager>(
+      Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_}, *std::move(bus),
+      [this] { stop(); });
+  propagator_->start();
   return manager_->start();
+}
+
+void Domain::makePropagator() {
+  // None of them is called before there is a change, and programs are served only after `open`.
+  Propagator::Observers observers{
+      .changed = [this](const ReplicaDelta& delta) { replicaChanged(delta); },
+      .countsChanged = [this](const Propagator::Counts& counts) { manager_->pendingChanged(counts); },
+      .progress = [this](const std::string& path, std::int64_t completed,
+                         std::int64_t total) { manager_->uploadProgress(path, completed, total); },
+      .conflict = [this](const std::string& path,
+                         const std::string& message) { manager_->conflict(path, message); },
+  };
+  propagator_ = Propagator::make({*extension_, *replica_, *lister_, deadlines_, exportDirectory()},
+                                 std::move(observers), {});
+}
+
+std::string Domain::exportDirectory() const {
+  auto& files = NSFileManager::defaultManager();
+  const auto group = files.containerURLForSecurityApplicationGroupIdentifier(settings_.documentGroup);
+  return group ? group->path() : dataHome() + "/domains/" + settings_.domain.identifier;
 }
 
 int Domain::run() { return volume_->run(); }
@@ -78,11 +102,13 @@ void Domain::hostChanged(bool present) {
     lister_->hostLost();
     materialiser_->hostLost();
     pump_->hostLost();
+    propagator_->hostLost();
   } else {
     // Changes first: they also empty what the extension remembers of a host that is gone.
     pump_->signal([this] {
       lister_->hostReady();
       materialiser_->hostReady();
+      propagator_->hostReady();
       refreshRoot();
     });
   }
@@ -97,6 +123,7 @@ void Domain::refreshRoot() {
 
 void Domain::close() {
   extension_->invalidate();
+  propagator_->close();
   // Nothing is destroyed: threads of the extension and of the bus may be at work on it.
   volume_->unmount();
   replica_->close();

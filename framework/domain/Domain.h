@@ -11,6 +11,7 @@
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
 #include "framework/manager/Manager.h"
+#include "framework/propagation/Propagator.h"
 #include "framework/replica/Replica.h"
 #include "framework/requests/Deadlines.h"
 #include "framework/requests/HostLink.h"
@@ -50,6 +51,9 @@ class Domain {
   void replicaChanged(const ReplicaDelta& delta);
   void hostChanged(bool present);
   void refreshRoot();
+  void makePropagator();
+  // Where contents are put for the extension to take.
+  std::string exportDirectory() const;
 
   const Settings settings_;
   Deadlines deadlines_;
@@ -61,6 +65,7 @@ class Domain {
   std::unique_ptr<Lister> lister_;
   std::unique_ptr<Materialiser> materialiser_;
   std::unique_ptr<ChangePump> pump_;
+  std::shared_ptr<Propagator> propagator_;
   std::unique_ptr<Volume> volume_;
   std::unique_ptr<Manager> manager_;
 };

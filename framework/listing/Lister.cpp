@@ -16,7 +16,7 @@ constexpr std::size_t kFewWaiters = 16;
 class Lister::Observer final : public NSFileProviderEnumerationObserver {
  public:
   Observer(Lister& lister, Inode folder, std::uint64_t attempt)
-      : lister_(lister), folder_(folder), attempt_(attempt) {}
+      : lister_(lister), folder_(folder), attempt_(attempt), asked_(lister.replica_.settledSoFar()) {}
 
   void didEnumerateItems(const std::vector<NSFileProviderItemPtr>& items) override {
     items_.insert(items_.end(), items.begin(), items.end());
@@ -25,7 +25,7 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   void finishEnumeratingUpToPage(const std::optional<NSFileProviderPage>& nextPage) override {
     if (nextPage) return finish(EOVERFLOW);  // the extension lists in one page
     if (!lister_.isCurrent(folder_, attempt_)) return;
-    lister_.learn(folder_, items_);
+    lister_.learn(folder_, items_, asked_);
     items_.clear();
     finish(0);
   }
@@ -38,6 +38,7 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   Lister& lister_;
   const Inode folder_;
   const std::uint64_t attempt_;
+  const std::uint64_t asked_;
   std::vector<NSFileProviderItemPtr> items_;
 };
 
@@ -86,9 +87,9 @@ void Lister::send(Inode folder, std::uint64_t attempt) {
   enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt), {});
 }
 
-void Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items) {
+void Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, std::uint64_t asked) {
   const auto before = replica_.node(folder);
-  const ReplicaDelta delta = replica_.applyListing(folder, items);
+  const ReplicaDelta delta = replica_.applyListing(folder, items, asked);
   // The kernel hears of changes before whoever waits: what they look up next is new. Of a folder that was
   // not listed it knows nothing yet.
   if (before && before->listed && !delta.empty()) changed_(delta);

@@ -57,7 +57,7 @@ class Lister {
   };
 
   void send(Inode folder, std::uint64_t attempt);
-  void learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items);
+  void learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, std::uint64_t asked);
   void finish(Inode folder, std::uint64_t attempt, int error);
   bool isCurrent(Inode folder, std::uint64_t attempt) const;
 

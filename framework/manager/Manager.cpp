@@ -7,32 +7,14 @@
 #include <unistd.h>
 
 #include "framework/fetching/FetchJob.h"
+#include "framework/manager/Answers.h"
 #include "framework/manager/ItemDescription.h"
 #include "framework/requests/Errno.h"
 #include "platform/bus/ManagerInterface.h"
-#include "platform/foundation/NSJSONSerialization.h"
 #include "platform/messaging/NSXPCConnection.h"
 
 namespace zelto {
 namespace {
-
-const std::string& stringArgument(const BusMethodCall& call, std::size_t index) {
-  return std::get<std::string>(call.arguments[index]);
-}
-
-const std::string& pathArgument(const BusMethodCall& call) {
-  return std::get<BusBytes>(call.arguments[0]).bytes;
-}
-
-NSError systemError(int code, const std::string& about) {
-  return errorWithPOSIXCode(code, about + ": " + std::strerror(code));
-}
-
-void replyJson(BusReply& reply, const PropertyListValue& value) {
-  auto text = NSJSONSerialization::stringWithValue(value, false);
-  if (!text) return reply(std::unexpected(text.error()));
-  reply(BusArguments{*std::move(text)});
-}
 
 // The endpoint of the named service among those that the extension offers.
 std::expected<std::shared_ptr<NSXPCListenerEndpoint>, NSError> makeEndpoint(
@@ -72,9 +54,17 @@ std::optional<NSError> Manager::start() {
       method("List", "ay", "s", &Manager::list),
       method("Fetch", "ay", "t", &Manager::fetch),
       method("Evict", "ay", "t", &Manager::evict),
+      method("Pending", "", "s", &Manager::pending),
+      method("Wait", "", "s", &Manager::wait),
+      method("Retry", "ay", "", &Manager::retry),
+      method("Cancel", "ay", "", &Manager::cancel),
       method("Shutdown", "", "", &Manager::shutdown),
   };
-  interface.signals = {{"FetchProgress", "tttbs"}, {"StateChanged", "s"}};
+  interface.signals = {{"FetchProgress", "tttbs"},
+                       {"StateChanged", "s"},
+                       {"PendingChanged", "ttt"},
+                       {"UploadProgress", "stt"},
+                       {"Conflict", "ss"}};
   if (auto error = bus_->exportObject(manager::objectPath(parts_.domain.identifier), std::move(interface)))
     return error;
   return bus_->requestName(manager::busName(parts_.domain.identifier));
@@ -115,6 +105,7 @@ void Manager::signalEnumerator(BusMethodCall call, BusReply reply) {
 
 void Manager::status(BusMethodCall, BusReply reply) {
   const Replica::Counts counts = parts_.volume.replica().counts();
+  const Propagator::Counts changes = parts_.propagator.counts();
   const auto number = [](std::uint64_t value) { return PropertyListValue(static_cast<std::int64_t>(value)); };
   replyJson(reply, NSDictionary{
                        {"domain", parts_.domain.identifier},
@@ -126,6 +117,10 @@ void Manager::status(BusMethodCall, BusReply reply) {
                        {"materialisedFiles", number(counts.materialisedFiles)},
                        {"materialisedBytes", number(counts.materialisedBytes)},
                        {"requestsInFlight", number(parts_.volume.kernelRequests().inFlight())},
+                       {"pending", number(changes.pending)},
+                       {"uploading", number(changes.uploading)},
+                       {"failed", number(changes.failed)},
+                       {"conflicts", number(changes.conflicts)},
                    });
 }
 

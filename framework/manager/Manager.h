@@ -9,6 +9,7 @@
 #include "framework/changes/ChangePump.h"
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/PathResolver.h"
+#include "framework/propagation/Propagator.h"
 #include "framework/requests/HostLink.h"
 #include "framework/volume/Volume.h"
 #include "platform/bus/SessionBus.h"
@@ -25,6 +26,7 @@ class Manager {
     HostLink& link;
     ChangePump& pump;
     Volume& volume;
+    Propagator& propagator;
   };
 
   // `shutDown` is called when somebody asks the process to end.
@@ -35,6 +37,10 @@ class Manager {
 
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
+  // The same of local changes; paths are relative to the mount point.
+  void pendingChanged(const Propagator::Counts& counts);
+  void uploadProgress(const std::string& path, std::int64_t completed, std::int64_t total);
+  void conflict(const std::string& path, const std::string& message);
 
  private:
   BusMethod method(const char* name, const char* in, const char* out,
@@ -47,11 +53,20 @@ class Manager {
   void list(BusMethodCall call, BusReply reply);
   void fetch(BusMethodCall call, BusReply reply);
   void evict(BusMethodCall call, BusReply reply);
+  void pending(BusMethodCall call, BusReply reply);
+  void wait(BusMethodCall call, BusReply reply);
+  void retry(BusMethodCall call, BusReply reply);
+  void cancel(BusMethodCall call, BusReply reply);
   void shutdown(BusMethodCall call, BusReply reply);
 
   // The part of a path below the mount point. ERRORS: a path elsewhere.
   std::expected<std::string, NSError> relativePath(const std::string& path) const;
   std::expected<NodeInfo, NSError> knownNode(const BusMethodCall& call) const;
+  // The local change of what stands at a path, or stood there. ERRORS: ENOENT for none.
+  std::expected<Inode, NSError> changeAt(const std::string& path) const;
+  std::string absolutePath(const std::string& relative) const;
+  PropertyListValue describe(const std::vector<PendingChange>& changes) const;
+  void emit(const char* signal, const char* signature, BusArguments arguments);
   void watchPeer(const std::string& peer);
   void startFetch(std::uint64_t ticket, Inode inode);
   void fetchProgress(std::uint64_t ticket, std::uint64_t completed, std::uint64_t total, bool finished,

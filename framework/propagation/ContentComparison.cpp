@@ -1,0 +1,62 @@
+#include "framework/propagation/ContentComparison.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/foundation/UniqueDescriptor.h"
+
+namespace zelto {
+namespace {
+
+constexpr std::size_t kBlock = 1 << 20;
+
+// As many bytes as there are, up to a block.
+std::expected<std::size_t, int> readBlock(int descriptor, std::vector<char>& block) {
+  std::size_t count = 0;
+  while (count < block.size()) {
+    const ssize_t got = ::read(descriptor, block.data() + count, block.size() - count);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::unexpected(errno);
+    if (got == 0) break;
+    count += static_cast<std::size_t>(got);
+  }
+  return count;
+}
+
+}  // namespace
+
+std::expected<bool, int> haveSameContent(const std::string& one, const std::string& other) {
+  const UniqueDescriptor a(::open(one.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!a) return std::unexpected(errno);
+  const UniqueDescriptor b(::open(other.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!b) return std::unexpected(errno);
+  std::vector<char> ofA(kBlock), ofB(kBlock);
+  for (;;) {
+    const auto fromA = readBlock(a.get(), ofA);
+    if (!fromA) return std::unexpected(fromA.error());
+    const auto fromB = readBlock(b.get(), ofB);
+    if (!fromB) return std::unexpected(fromB.error());
+    if (*fromA != *fromB || std::memcmp(ofA.data(), ofB.data(), *fromA) != 0) return false;
+    if (*fromA == 0) return true;
+  }
+}
+
+std::string freshPathIn(const std::string& directory) {
+  std::random_device random;
+  std::array<std::uint32_t, 4> words{random(), random(), random(), random()};
+  words[1] = (words[1] & 0xffff0fffU) | 0x00004000U;  // the version and variant of a random one
+  words[2] = (words[2] & 0x3fffffffU) | 0x80000000U;
+  return fmt::format("{}/{:08X}-{:04X}-{:04X}-{:04X}-{:04X}{:08X}", directory, words[0], words[1] >> 16,
+                     words[1] & 0xffffU, words[2] >> 16, words[2] & 0xffffU, words[3]);
+}
+
+}  // namespace zelto

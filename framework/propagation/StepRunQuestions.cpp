@@ -1,0 +1,85 @@
+#include <cerrno>
+#include <cstring>
+
+#include <unistd.h>
+
+#include "framework/propagation/ContentComparison.h"
+#include "framework/propagation/FreshListing.h"
+#include "framework/propagation/StepRun.h"
+#include "framework/requests/Errno.h"
+
+namespace zelto {
+namespace {
+
+void removeDelivered(const std::optional<NSURL>& url) {
+  if (url) ::unlink(url->path().c_str());
+}
+
+}  // namespace
+
+void StepRun::look(const std::string& identifier, LookThen then) {
+  // A single byte brings the item as it is now; asking for the item itself would list the folder around it.
+  auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,
+                        NSFileProviderMaterializationFlags, std::optional<NSError>>(
+      [then = std::move(then)](std::optional<NSURL> url, NSFileProviderItemPtr item, NSRange,
+                               NSFileProviderMaterializationFlags, std::optional<NSError> error) mutable {
+        removeDelivered(url);
+        if (item) return then({Look::What::found, std::move(item), {}});
+        const bool gone = error && errnoForError(*error) == ENOENT;
+        then({gone ? Look::What::gone : Look::What::unknown, nullptr, std::move(error)});
+      });
+  follow(parts_->extension.fetchPartialContentsForItemWithIdentifier(identifier, step_.version, {}, {0, 1}, 1,
+                                                                     NSFileProviderFetchContentsOptions::none,
+                                                                     std::move(handler)));
+}
+
+void StepRun::find(const std::string& identifier, LookThen then) {
+  auto handler = expect<NSFileProviderItemPtr, std::optional<NSError>>(
+      [then = std::move(then)](NSFileProviderItemPtr item, std::optional<NSError> error) mutable {
+        if (item) return then({Look::What::found, std::move(item), {}});
+        const bool gone = error && errnoForError(*error) == ENOENT;
+        then({gone ? Look::What::gone : Look::What::unknown, nullptr, std::move(error)});
+      });
+  follow(parts_->extension.itemForIdentifier(identifier, {}, std::move(handler)));
+}
+
+void StepRun::listFolder(
+    const std::string& identifier,
+    std::move_only_function<void(std::vector<NSFileProviderItemPtr>, std::optional<NSError>)> then) {
+  auto handler = expect<std::vector<NSFileProviderItemPtr>, std::optional<NSError>>(std::move(then));
+  follow(NSProgress::create());
+  listFreshly(parts_->extension, identifier, std::move(handler));
+}
+
+void StepRun::compare(const std::string& identifier, ComparisonThen then) {
+  auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>(
+      [this, then = std::move(then)](const std::optional<NSURL>& url, const NSFileProviderItemPtr& item,
+                                     const std::optional<NSError>& error) mutable {
+        if (url && item) return compareWith(url->path(), item, std::move(then));
+        removeDelivered(url);
+        then({false, nullptr, error ? error : errorWithPOSIXCode(EIO, "the content was not delivered")});
+      });
+  follow(
+      parts_->extension.fetchContentsForItemWithIdentifier(identifier, std::nullopt, {}, std::move(handler)));
+}
+
+void StepRun::compareWith(const std::string& deliveredPath, const NSFileProviderItemPtr& item,
+                          ComparisonThen then) {
+  if (!exportContent()) {
+    ::unlink(deliveredPath.c_str());
+    return;
+  }
+  parts_->comparing->async([weak = weak_from_this(), queue = parts_->ways.queue, deliveredPath,
+                            ours = exportPath_, item, then = std::move(then)]() mutable {
+    const auto same = haveSameContent(deliveredPath, ours);
+    ::unlink(deliveredPath.c_str());
+    queue->async([weak, item, same, then = std::move(then)]() mutable {
+      const auto self = weak.lock();
+      if (!self || !self->done_) return;
+      if (same) return then({*same, item, {}});
+      then({false, nullptr, errorWithPOSIXCode(same.error(), std::strerror(same.error()))});
+    });
+  });
+}
+
+}  // namespace zelto
