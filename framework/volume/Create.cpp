@@ -19,16 +19,12 @@ NewNode fileWith(mode_t mode) {
 
 }  // namespace
 
-// EEXIST tells the kernel nothing new where the program would have opened an existing file, too: its idea
-// that there is none is out of date. ESTALE makes it look again.
+// Where the program would open an existing file, too, the kernel thought that there is none. ESTALE makes it
+// look again, and open what is there.
 void volume::create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode,
                     fuse_file_info* file) {
-  const bool mayExist = (file->flags & O_EXCL) == 0;
-  if (mayExist && of(request).replica().lookup(parent, name).presence == Replica::Presence::found) {
-    fuse_reply_err(request, ESTALE);
-    return;
-  }
-  makeNode(request, parent, name, fileWith(mode),
+  const int ifExists = (file->flags & O_EXCL) == 0 ? ESTALE : EEXIST;
+  makeNode(request, parent, name, fileWith(mode), ifExists,
            [opened = *file](fuse_req_t held, const Replica::Created& created) {
              replyCreated(held, created, opened);
            });
@@ -39,7 +35,7 @@ void volume::mknod(fuse_req_t request, fuse_ino_t parent, const char* name, mode
     fuse_reply_err(request, EPERM);
     return;
   }
-  makeNode(request, parent, name, fileWith(mode), replyMade);
+  makeNode(request, parent, name, fileWith(mode), EEXIST, replyMade);
 }
 
 void volume::mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode) {
@@ -47,12 +43,12 @@ void volume::mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode
            {.kind = NodeKind::folder,
             .permissions = static_cast<std::uint16_t>(mode & kPermissions),
             .symlinkTarget = {}},
-           replyMade);
+           EEXIST, replyMade);
 }
 
 void volume::symlink(fuse_req_t request, const char* target, fuse_ino_t parent, const char* name) {
   makeNode(request, parent, name, {.kind = NodeKind::symlink, .permissions = 0, .symlinkTarget = target},
-           replyMade);
+           EEXIST, replyMade);
 }
 
 // The server has no second name for a file.

@@ -9,28 +9,32 @@
 namespace zelto {
 namespace {
 
+// That there is one already comes before all else, as programs expect.
 int errnoToMake(Volume& volume, Inode folder, const std::string& name, const NewNode& what) {
   const auto node = volume.replica().node(folder);
   if (!node) return ENOENT;
+  if (childOf(volume, folder, name)) return EEXIST;
   if (const int code = Permissions(volume.replica()).toAddTo(*node)) return code;
   if (!isValidUTF8(what.symlinkTarget)) return EILSEQ;
   return errnoForName(volume.replica().identifier(folder), name);
 }
 
-void make(fuse_req_t request, Inode folder, const std::string& name, const NewNode& what, Made& made) {
-  Volume& volume = volume::of(request);
-  if (const int code = errnoToMake(volume, folder, name, what)) return replyChanged(request, code);
-  const auto created = volume.replica().create(folder, name, what);
-  if (!created) return replyChanged(request, created.error());
-  made(request, *created);
+std::expected<Replica::Created, int> make(Volume& volume, Inode folder, const std::string& name,
+                                          const NewNode& what) {
+  if (const int code = errnoToMake(volume, folder, name, what)) return std::unexpected(code);
+  return volume.replica().create(folder, name, what);
 }
 
 }  // namespace
 
-void makeNode(fuse_req_t request, Inode folder, std::string name, NewNode what, Made made) {
+void makeNode(fuse_req_t request, Inode folder, std::string name, NewNode what, int ifExists, Made made) {
   whenListed(request, folder,
-             [folder, name = std::move(name), what = std::move(what),
-              made = std::move(made)](fuse_req_t held) mutable { make(held, folder, name, what, made); });
+             [folder, name = std::move(name), what = std::move(what), ifExists,
+              made = std::move(made)](fuse_req_t held) mutable {
+               const auto created = make(volume::of(held), folder, name, what);
+               if (created) return made(held, *created);
+               replyChanged(held, created.error() == EEXIST ? ifExists : created.error());
+             });
 }
 
 void replyMade(fuse_req_t request, const Replica::Created& created) {

@@ -48,6 +48,19 @@ std::string pattern(std::size_t size) {
   return bytes;
 }
 
+// Stops a process and waits until every thread of it stands still; a signal alone only asks for that.
+void halt(const Process& process) {
+  process.signal(SIGSTOP);
+  const fs::path tasks = "/proc/" + std::to_string(process.pid()) + "/task";
+  const auto stands = [](const fs::path& task) {
+    const std::string state = readFile(task / "stat");
+    return state.substr(state.rfind(") ")).starts_with(") T");
+  };
+  EXPECT_TRUE(eventually([&] {
+    return std::ranges::all_of(fs::directory_iterator(tasks), stands, &fs::directory_entry::path);
+  }));
+}
+
 TEST(WriteTest, AFileIsMadeWrittenExtendedAndCut) {
   TestSystem system;
   system.start();
@@ -179,6 +192,38 @@ TEST(WriteTest, AFileThatIsPartlyHereComesWholeBeforeItIsChanged) {
   ASSERT_TRUE(writeAt(opened(system.mounted() / "emptied", O_WRONLY | O_TRUNC), "small", 0));
   EXPECT_EQ(readFile(system.mounted() / "emptied"), "small");
   EXPECT_EQ(system.hostBytes(), sent);
+}
+
+TEST(WriteTest, AVersionThatComesWhileAFileIsFetchedIsTheOneThatIsChanged) {
+  TestSystem system;
+  writeFile(system.share() / "file", pattern(3 * kMiB));
+  system.start();
+  const fs::path file = system.mounted() / "file";
+  EXPECT_EQ(fs::file_size(file), 3 * kMiB);
+  const auto before = system.status().find("requestsInFlight")->integerValue();
+  halt(system.host());
+  UniqueDescriptor writer;
+  std::thread opening([&] { writer = opened(file, O_RDWR); });
+  EXPECT_TRUE(eventually([&] { return system.status().find("requestsInFlight")->integerValue() > before; }));
+  std::string expected = "longer " + pattern(4 * kMiB);
+  writeFile(system.share() / "file", expected);
+  system.host().signal(SIGCONT);
+  opening.join();
+  ASSERT_TRUE(writer);
+  ASSERT_TRUE(writeAt(writer, "LONGER", 0));
+  expected.replace(0, 6, "LONGER");
+  EXPECT_TRUE(readAt(writer, expected.size() + 1, 0) == expected);
+  EXPECT_TRUE(readFile(file) == expected);
+}
+
+TEST(WriteTest, AFileThatIsThereUnseenIsOpenedRatherThanMade) {
+  TestSystem system;
+  for (const char* folder : {"one", "two"}) writeFile(system.share() / folder / ".hidden", "from the server");
+  system.start();
+  // This name is not looked up on the server as long as its folder has not been listed.
+  EXPECT_EQ(readAt(opened(system.mounted() / "one" / ".hidden", O_RDWR | O_CREAT), 100, 0),
+            "from the server");
+  EXPECT_EQ(errnoOfOpening(system.mounted() / "two" / ".hidden", O_WRONLY | O_CREAT | O_EXCL), EEXIST);
 }
 
 TEST(WriteTest, WithoutAHostWhatIsHereCanBeChangedAndTheRestSaysSo) {
