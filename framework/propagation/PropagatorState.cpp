@@ -70,7 +70,8 @@ PendingChange Propagator::describe(Inode inode) const {
       change.total = it->second.total;
     }
   }
-  if (change.total == 0) change.total = static_cast<std::int64_t>(change.info.content ? change.info.size : 0);
+  const bool sendsBytes = change.info.kind == NodeKind::file && (change.info.created || change.info.content);
+  if (change.total == 0 && sendsBytes) change.total = static_cast<std::int64_t>(change.info.size);
   if (another != 0 && change.reason.empty()) {
     const auto before = replica_.localChange(another);
     if (before) change.reason = "comes after " + before->path;
