@@ -175,6 +175,29 @@ TEST(WriteTest, AFileWithoutANameLivesOnForThoseWhoHaveItOpen) {
   EXPECT_EQ(names(system.mounted()), (std::vector<std::string>{"removed", "replaced"}));
 }
 
+TEST(WriteTest, WhatTheServerRemovesOrReplacesStaysForThoseWhoHaveItOpen) {
+  TestSystem system;
+  for (const char* name : {"removed", "replaced"}) writeFile(system.share() / name, "old bytes");
+  system.start();
+  const UniqueDescriptor removed = opened(system.mounted() / "removed", O_RDONLY);
+  const UniqueDescriptor replaced = opened(system.mounted() / "replaced", O_RDONLY);
+  ASSERT_TRUE(removed && replaced);
+  fs::remove(system.share() / "removed");
+  writeFile(system.share() / "replaced", "other and longer bytes");
+  EXPECT_TRUE(
+      eventually([&] { return readFile(system.mounted() / "replaced") == "other and longer bytes"; }));
+  EXPECT_TRUE(eventually([&] { return !fs::exists(system.mounted() / "removed"); }));
+  for (const auto* handle : {&removed, &replaced}) {
+    EXPECT_EQ(readAt(*handle, 100, 0), "old bytes");
+    EXPECT_EQ(attributesOf(*handle).st_size, 9);
+  }
+  EXPECT_EQ(attributesOf(removed).st_nlink, 0U);
+  // Written to under its name, it is the new one that changes.
+  ASSERT_TRUE(writeAt(opened(system.mounted() / "replaced", O_WRONLY), "OTHER", 0));
+  EXPECT_EQ(readFile(system.mounted() / "replaced"), "OTHER and longer bytes");
+  EXPECT_EQ(readAt(replaced, 100, 0), "old bytes");
+}
+
 TEST(WriteTest, AFileThatIsPartlyHereComesWholeBeforeItIsChanged) {
   TestSystem system;
   const std::string bytes = pattern(5 * kMiB + 3);
