@@ -21,12 +21,15 @@ void StepRun::look(const std::string& identifier, LookThen then) {
   // A single byte brings the item as it is now; asking for the item itself would list the folder around it.
   auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,
                         NSFileProviderMaterializationFlags, std::optional<NSError>>(
-      [then = std::move(then)](std::optional<NSURL> url, NSFileProviderItemPtr item, NSRange,
-                               NSFileProviderMaterializationFlags, std::optional<NSError> error) mutable {
+      [this, identifier, then = std::move(then)](std::optional<NSURL> url, NSFileProviderItemPtr item,
+                                                 NSRange, NSFileProviderMaterializationFlags,
+                                                 std::optional<NSError> error) mutable {
         removeDelivered(url);
         if (item) return then({Look::What::found, std::move(item), {}});
-        const bool gone = error && errnoForError(*error) == ENOENT;
-        then({gone ? Look::What::gone : Look::What::unknown, nullptr, std::move(error)});
+        const int code = error ? errnoForError(*error) : 0;
+        // What may not be read may still be replaced or removed.
+        if (code == EACCES) return find(identifier, std::move(then));
+        then({code == ENOENT ? Look::What::gone : Look::What::unknown, nullptr, std::move(error)});
       });
   follow(parts_->extension.fetchPartialContentsForItemWithIdentifier(identifier, step_.version, {}, {0, 1}, 1,
                                                                      NSFileProviderFetchContentsOptions::none,

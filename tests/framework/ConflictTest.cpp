@@ -151,6 +151,19 @@ TEST_F(ConflictTest, WhatIsRemovedHereButChangedThereStays) {
   expectNoLitter();
 }
 
+TEST_F(ConflictTest, WhatMayNotBeReadThereCanBeReplacedAndRemovedAllTheSame) {
+  server.put("/share/file", "base");
+  server.put("/share/other", "base");
+  for (const char* path : {"/share/file", "/share/other"}) {
+    server.next("look", path, Fate::fail, cocoaError(257, "You may not."));
+  }
+  start();
+  write("share/file", "mine");
+  remove("share/other");
+  expectSent();
+  EXPECT_EQ(server.tree(), (Tree{{"/share", "/"}, {"/share/file", "mine"}}));
+}
+
 TEST_F(ConflictTest, WhatIsRemovedOnBothSidesIsGone) {
   server.put("/share/file", "base");
   server.putFolder("/share/folder");
