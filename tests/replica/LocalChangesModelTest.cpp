@@ -131,7 +131,7 @@ class LocalChangesModelTest : public ReplicaFixture {
 };
 
 TEST_F(LocalChangesModelTest, TheServerHasInTheEndWhatTheProgramLeft) {
-  for (unsigned seed = 1; seed <= 60; ++seed) {
+  for (unsigned seed = 1; seed <= 30; ++seed) {
     begin(seed);
     for (int round = 0; round < 150; ++round) {
       const std::string when = "seed " + std::to_string(seed) + " round " + std::to_string(round);
