@@ -7,6 +7,7 @@ namespace zelto {
 namespace {
 
 constexpr unsigned kMostDoublings = 16;
+constexpr int kDeepest = 64;  // of those who wait for one another
 constexpr std::chrono::milliseconds kShortest{1};
 
 std::size_t indexOf(SendQueue::Lane lane) { return static_cast<std::size_t>(lane); }
@@ -241,8 +242,15 @@ void SendQueue::flush(Time now) {
 }
 
 bool SendQueue::retry(Inode inode, Time now) {
-  const auto it = items_.find(inode);
+  auto it = items_.find(inode);
   if (it == items_.end()) return false;
+  // What waits for another is helped by that one.
+  for (int depth = 0; depth < kDeepest && it->second.state == State::parked; ++depth) {
+    const auto another = items_.find(it->second.another);
+    if (another == items_.end()) break;
+    it = another;
+  }
+  inode = it->first;
   Item& item = it->second;
   if (item.state == State::pausing || item.state == State::failed) {
     item.attempts = 0;
@@ -282,7 +290,6 @@ std::size_t SendQueue::active() const {
 }
 
 bool SendQueue::staysLocal(const Item& item) const {
-  constexpr int kDeepest = 64;
   const Item* at = &item;
   for (int depth = 0; depth < kDeepest && at != nullptr && at->state == State::parked; ++depth) {
     at = find(at->another);

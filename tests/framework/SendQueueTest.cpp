@@ -133,6 +133,9 @@ TEST_F(SendQueueTest, WhoWaitsForAnotherLooksAgainWhenThatOneIsSettled) {
   EXPECT_EQ(taken(), Inodes{});
   pass(1s);
   ASSERT_EQ(taken(), Inodes{1});
+  queue.failed(1, now, "denied", false);
+  EXPECT_TRUE(queue.retry(2, now));  // that is up to the first
+  ASSERT_EQ(taken(), Inodes{1});
   queue.settled(1, now);
   EXPECT_EQ(taken(), (Inodes{1, 2}));
 }
