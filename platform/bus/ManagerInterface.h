@@ -48,8 +48,9 @@ namespace zelto {
 //                                                   likewise
 //   Shutdown()                                      unmounts and ends the process
 // Signals:
-//   PendingChanged(t pending, t uploading, t failed)   counts of local changes, each in one of the three;
-//                                                   uploading: being sent. At most four times a second
+//   PendingChanged(t pending, t uploading, t failed)   counts of local changes, each in one of the three
+//                                                   or, if it stays local, in none; uploading: being sent. At
+//                                                   most four times a second
 //   UploadProgress(s path, t completed, t total)    bytes of one upload, likewise
 //   Conflict(s path, s message)                     somebody else had changed the same item; both versions
 //                                                   are kept, or a removal was given up
