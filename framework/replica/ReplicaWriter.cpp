@@ -68,8 +68,9 @@ void ReplicaWriter::run() {
   }
   for (;;) {
     const auto wait = swept_ < kContentFolders ? Journal::Wait::no : Journal::Wait::forWork;
-    const auto chunks = around_.journal.take(kRowsPerTransaction, wait);
+    // Asked before: what is taken in until the end is said is written.
     const bool stopping = around_.journal.stopping();
+    const auto chunks = around_.journal.take(kRowsPerTransaction, wait);
     if (chunks.empty()) {
       if (stopping) break;
       if (swept_ < kContentFolders) around_.contents.sweep(swept_++);
