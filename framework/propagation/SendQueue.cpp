@@ -71,7 +71,13 @@ std::chrono::milliseconds SendQueue::pause(unsigned attempts) const {
   return std::min(settings_.longestPause, settings_.firstPause * (1 << doublings));
 }
 
+SendQueue::Time SendQueue::busyUntil() const {
+  return std::min(lastChange_ + settings_.busyPause, busySince_ + settings_.busyAtMost);
+}
+
 void SendQueue::changed(Inode inode, Time now) {
+  if (now > lastChange_ + settings_.busyPause) busySince_ = now;
+  lastChange_ = now;
   Item& item = itemFor(inode, now);
   if (item.state == State::sending) {
     if (!item.changedMeanwhile) item.first = now;
@@ -92,6 +98,7 @@ void SendQueue::add(Inode inode, Time now) { itemFor(inode, now); }
 
 std::vector<Inode> SendQueue::due(Time now) {
   std::vector<Inode> inodes;
+  if (now < busyUntil()) return inodes;
   while (!timed_.empty() && timed_.begin()->first <= now) {
     const Inode inode = timed_.begin()->second;
     Item& item = items_.at(inode);
@@ -230,6 +237,7 @@ void SendQueue::interrupted(Inode inode, Time now) {
 }
 
 void SendQueue::flush(Time now) {
+  lastChange_ = busySince_ = Time{};
   std::vector<Inode> resting;
   for (const auto& [inode, item] : items_) {
     if (isTimed(item.state) && item.state != State::failed) resting.push_back(inode);
@@ -265,7 +273,7 @@ void SendQueue::retryAll(Time now) {
 
 std::optional<SendQueue::Time> SendQueue::nextDue() const {
   if (timed_.empty()) return std::nullopt;
-  return timed_.begin()->first;
+  return std::max(timed_.begin()->first, busyUntil());
 }
 
 const SendQueue::Item* SendQueue::find(Inode inode) const {

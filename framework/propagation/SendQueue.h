@@ -23,6 +23,11 @@ struct SendSettings {
   Milliseconds settleDown{400};
   // … but not longer than this after the first.
   Milliseconds settleAtMost{5'000};
+  // While programs change one thing after another, less than this apart, nothing is sent: they have the
+  // machine to themselves, and what they make and remove again in one go is never sent …
+  Milliseconds busyPause{150};
+  // … but not longer than this.
+  Milliseconds busyAtMost{2'000};
   // A file that a program keeps open is sent as it is so long after its last change.
   Milliseconds openAtMost{15'000};
   // The pause after the first failure; each further one doubles it.
@@ -137,6 +142,8 @@ class SendQueue {
   // Those who waited for it look again.
   void unpark(Inode another, Time now, bool forNothing);
   Time restsUntil(const Item& item) const;
+  // Until then everything rests.
+  Time busyUntil() const;
   std::chrono::milliseconds pause(unsigned attempts) const;
   bool hasRoom(Lane lane) const;
 
@@ -148,6 +155,7 @@ class SendQueue {
   std::array<unsigned, kLanes> sending_{};
   std::array<std::size_t, kStates> counts_{};
   std::uint64_t nextOrder_ = 1;
+  Time busySince_, lastChange_;
 };
 
 }  // namespace zelto

@@ -55,6 +55,28 @@ TEST_F(SendQueueTest, AChangeRestsUntilTheItemIsQuietButNotForEver) {
   EXPECT_EQ(taken(), Inodes{8});
 }
 
+TEST_F(SendQueueTest, NothingIsSentWhileProgramsAreBusy) {
+  changed(1);
+  for (Inode inode = 2; inode < 20; ++inode) {
+    pass(100ms);
+    changed(inode);
+    EXPECT_EQ(taken(), Inodes{}) << inode;
+  }
+  pass(149ms);
+  EXPECT_EQ(taken(), Inodes{});
+  EXPECT_EQ(queue.nextDue(), now + 1ms);
+  pass(1ms);
+  EXPECT_EQ(taken().size(), 8u);  // those that have rested, as far as there is room
+}
+
+TEST_F(SendQueueTest, ProgramsThatAreBusyForEverDoNotKeepThingsHere) {
+  for (int i = 0; i < 21; ++i) {
+    EXPECT_EQ(taken().empty(), i * 100 < 2000) << i;
+    changed(100 + static_cast<Inode>(i));
+    pass(100ms);
+  }
+}
+
 TEST_F(SendQueueTest, WhatChangesWhileItIsSentRestsAgainAfterwards) {
   changed(7);
   pass(1s);
