@@ -12,6 +12,7 @@
 #include "framework/propagation/ContentComparison.h"
 #include "framework/propagation/StepRuns.h"
 #include "framework/requests/Errno.h"
+#include "platform/foundation/KillPoint.h"
 
 namespace zelto {
 namespace {
@@ -46,6 +47,7 @@ std::shared_ptr<StepRun> StepRun::make(std::shared_ptr<const StepParts> parts, L
 // ---- requests
 
 void StepRun::renewRequest() {
+  killPoint("step.begins");
   request_ = ExtensionRequest::make(parts_->ways, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->unanswered();
   });
@@ -64,6 +66,7 @@ bool StepRun::exportContent() {
   exportPath_ = freshPathIn(parts_->exportDirectory);
   const auto error = parts_->replica.exportContent(step_, exportPath_);
   if (error) fail(*error);
+  killPoint("step.exported");
   return !error;
 }
 
@@ -107,7 +110,9 @@ void StepRun::apply(const ReplicaDelta& delta) {
 }
 
 void StepRun::settle(const NSFileProviderItemPtr& item) {
+  killPoint("step.settles");
   apply(parts_->replica.settle(step_, item));
+  killPoint("step.settled");
   StepResult result;
   const bool content = step_.kind == LocalStep::Kind::create || step_.kind == LocalStep::Kind::upload;
   if (content && step_.node.kind == NodeKind::file) result.takenRevision = step_.contentRevision;

@@ -17,7 +17,9 @@ constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
 int copyWhole(int from, const std::string& path, UniqueDescriptor& copy) {
   struct stat status {};
   if (::fstat(from, &status) != 0) return errno;
-  copy = UniqueDescriptor(::open(path.c_str(), kFlags | O_CREAT | O_TRUNC, 0600));
+  // What a killed process left there may be another name of the very file that is copied.
+  ::unlink(path.c_str());
+  copy = UniqueDescriptor(::open(path.c_str(), kFlags | O_CREAT | O_EXCL, 0600));
   if (!copy) return errno;
   const auto size = static_cast<std::uint64_t>(status.st_size);
   int code = ::ftruncate(copy.get(), status.st_size) == 0 ? 0 : errno;

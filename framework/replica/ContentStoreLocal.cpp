@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "framework/replica/ContentStore.h"
+#include "platform/foundation/KillPoint.h"
 
 namespace zelto {
 
@@ -31,6 +32,7 @@ std::expected<std::shared_ptr<ContentFile>, int> ContentStore::makeLocal(Inode i
 // neither, or by the row.
 int ContentStore::becomeLocal(const std::shared_ptr<ContentFile>& file, bool keep) {
   if (const int code = file->becomeLocal(keep)) return code;
+  killPoint("content.local");
   {
     const std::lock_guard lock(mutex_);
     const auto at = records_.find(file->inode_);
@@ -96,7 +98,9 @@ void ContentStore::comeBack(Inode inode) {
     file = liveOrMade(inode, at->second);
   }
   const std::uint64_t size = file->size();
+  killPoint("content.returning");
   if (file->comeBack(madePath(inode, file->generation_)) != 0) return;
+  killPoint("content.returned");
   const std::lock_guard lock(mutex_);
   const auto at = records_.find(inode);
   if (at == records_.end() || at->second.generation != file->generation_) return;

@@ -168,7 +168,9 @@ void Learner::addNew(Match& match, Slot parent) {
   note(slot, record, record.fields);
   delta_.added.push_back({match.parent, match.inode, std::string(record.name)});
   ++counters_.items;
-  if (node.loaded) ++counters_.folders;
+  if (!node.loaded) return;
+  ++counters_.folders;
+  newFolders_.push_back(match.inode);
 }
 
 void Learner::move(Slot slot, Slot parent, const ItemRecord& record) {

@@ -31,6 +31,8 @@ class Learner {
 
   // Hands the chunk over; still under the lock, so that chunks are queued in the order of their changes.
   void queue(Journal& journal) { journal.push(std::move(chunk_)); }
+  // The folders that were not known before. Still under the lock.
+  const std::vector<Inode>& newFolders() const { return newFolders_; }
   // Of folders that the server lost, keeps what was changed in them. Still under the lock, after `queue`.
   ReplicaDelta loseFolders();
   // Removes files of contents that are gone, and reports what was left out. Without the lock.
@@ -57,6 +59,7 @@ class Learner {
   // ---- LearnerHere.cpp: what local changes keep the server from saying
   bool isHidden(const ItemRecord& record, Slot slot);
   bool staysAsItIs(Slot slot) const;
+  bool isBelowMoving(Slot slot) const;
   bool keptHere(Slot slot);
   bool isLinkHere(const ItemRecord& record, Slot slot);
   NodeFields withWhatIsHere(const NodeFields& before, NodeFields after) const;
@@ -96,6 +99,7 @@ class Learner {
   const std::string* lastParentIdentifier_ = nullptr;
   Inode lastParent_ = 0;
   JournalChunk chunk_;
+  std::vector<Inode> newFolders_;
   ReplicaDelta delta_;
   std::vector<ContentStore::Removed> gone_;
 };

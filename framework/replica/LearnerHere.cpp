@@ -27,9 +27,22 @@ bool Learner::isHidden(const ItemRecord& record, Slot slot) {
 
 bool Learner::staysAsItIs(Slot slot) const { return table_[slot].local || here_.editor.anyLocalBelow(slot); }
 
+// Whether a folder above it is just moving on the server, or has moved since the server was asked: then the
+// server speaks of the place that it had. It does not tell twice of what is below a folder that moves.
+bool Learner::isBelowMoving(Slot slot) const {
+  const LocalChanges& changes = here_.editor.changes();
+  for (Slot at = table_[slot].parent; at != kNoSlot && at != table_.root(); at = table_[at].parent) {
+    if (here_.asked && changes.settledSince(*here_.asked, table_[at].inode)) return true;
+    const LocalEntry* const above = table_[at].local ? changes.find(table_[at].inode) : nullptr;
+    if (above != nullptr && above->moved && above->inFlight) return true;
+  }
+  return false;
+}
+
 // True for a node that the server has lost and that stays here, at least for now.
 bool Learner::keptHere(Slot slot) {
   const TableNode& node = table_[slot];
+  if (isBelowMoving(slot)) return true;
   if (node.local) return true;  // its next step will find out
   if (here_.asked && here_.editor.changes().settledSince(*here_.asked, node.inode)) return true;
   if (!here_.editor.anyLocalBelow(slot)) return false;

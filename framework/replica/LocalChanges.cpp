@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/foundation/KillPoint.h"
+
 namespace zelto {
 namespace {
 
@@ -67,6 +69,7 @@ int LocalChanges::apply(Edit edit) {
   }
   if (records.empty()) return 0;
   if (const int code = log_.append(records)) return code;
+  killPoint("change.noted");
   for (const Inode inode : edit.drop) erase(inode);
   for (LocalEntry& entry : edit.put) place(std::move(entry));
   return rewriteWhenLong();

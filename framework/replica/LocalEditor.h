@@ -113,6 +113,7 @@ class LocalEditor {
   std::expected<LocalStep, LocalWait> placeStep(const LocalEntry& entry, Slot slot, LocalStep step);
   LocalStep blankStep(const LocalEntry& entry, LocalStep::Kind kind) const;
   Inode movingAbove(Slot slot) const;
+  bool concernsBelow(const LocalEntry& entry, std::string_view folder) const;
   Inode movingOnServerAbove(const LocalEntry& entry) const;
   Inode busyBelow(const std::string& identifier, Slot slot) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;

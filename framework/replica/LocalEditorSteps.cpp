@@ -94,13 +94,21 @@ Inode LocalEditor::movingAbove(Slot slot) const {
   return 0;
 }
 
+// Whether the next step of an entry is about something below a folder of the server: where the server has the
+// item, or is to have it.
+bool LocalEditor::concernsBelow(const LocalEntry& entry, std::string_view folder) const {
+  const Slot slot = table().slotForInode(entry.inode);
+  if (slot == kNoSlot || entry.removed) return isBelow(entry.identifier, folder);
+  return isBelow(around_.tree.identifier(slot), folder) ||
+         isBelow(derivedIdentifier(table()[slot].parent, table()[slot].name()), folder);
+}
+
 // The folder that just moves away on the server with this item in it; 0 for none. Here the item may stand
-// elsewhere, or be gone.
+// elsewhere, by itself or with a folder around it, or be gone.
 Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
-  if (!entry.bound || (!entry.moved && !entry.removed)) return 0;
   for (const Inode inode : inFlight_) {
-    const LocalEntry* const above = changes_.find(inode);
-    if (above != nullptr && above->moved && isBelow(entry.identifier, above->identifier)) return inode;
+    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
+    if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
   }
   return 0;
 }
@@ -112,7 +120,7 @@ Inode LocalEditor::busyBelow(const std::string& identifier, Slot slot) const {
     const Slot busy = table().slotForInode(inode);
     if (busy != kNoSlot && around_.tree.isBelowOrSelf(busy, slot)) return inode;
     const LocalEntry* const entry = changes_.find(inode);
-    if (entry != nullptr && isBelow(entry->identifier, identifier)) return inode;
+    if (entry != nullptr && concernsBelow(*entry, identifier)) return inode;
   }
   return 0;
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <shared_mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "framework/replica/Learner.h"
@@ -86,6 +87,9 @@ class LocalReplica final : public Replica {
   std::string text(Inode inode, ReplicaReader::Text which);
   ReplicaDelta learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
                      std::optional<std::uint64_t> asked, const std::function<void(Learner&)>& what);
+  // BLOCKS: until the database knows all folders above a node (and itself, of a folder). The log of local
+  // changes says in which folder something stands; of one that is not there any more nothing could be shown.
+  void keepFoldersAbove(Inode inode);
   // Runs an edit of one node under the lock, and tells of the change once it is made.
   int edit(Inode inode, const std::function<int(Slot)>& what);
   void tell(Inode inode);
@@ -100,11 +104,12 @@ class LocalReplica final : public Replica {
   VersionTemplates templates_;
   ReplicaReader reader_;
   const std::shared_ptr<ContentStore> contents_;
-  std::shared_mutex mutex_;  // guards tree_ and editor_
+  std::shared_mutex mutex_;  // guards tree_, editor_ and newFolders_
   LoadedTree tree_;
   LocalEditor editor_;
-  std::function<void(Inode)> changeHandler_;  // set before the first change
-  ReplicaWriter writer_;                      // last: its thread uses what is above
+  std::unordered_map<Inode, std::uint64_t> newFolders_;  // by the chunk that brings them to the database
+  std::function<void(Inode)> changeHandler_;             // set before the first change
+  ReplicaWriter writer_;                                 // last: its thread uses what is above
 };
 
 }  // namespace zelto

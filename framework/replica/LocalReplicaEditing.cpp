@@ -17,7 +17,22 @@ void LocalReplica::tell(Inode inode) {
   if (changeHandler_) changeHandler_(inode);
 }
 
+void LocalReplica::keepFoldersAbove(Inode inode) {
+  {
+    const std::shared_lock lock(mutex_);
+    if (newFolders_.empty()) return;
+    const NodeTable& table = tree_.table();
+    Slot slot = table.slotForInode(inode);
+    while (slot != kNoSlot && slot != table.root() && !newFolders_.contains(table[slot].inode)) {
+      slot = table[slot].parent;
+    }
+    if (slot == kNoSlot || slot == table.root()) return;
+  }
+  journal_->flush();
+}
+
 int LocalReplica::edit(Inode inode, const std::function<int(Slot)>& what) {
+  keepFoldersAbove(inode);
   {
     const std::unique_lock lock(mutex_);
     const Slot slot = loadedNode(inode);
@@ -30,6 +45,7 @@ int LocalReplica::edit(Inode inode, const std::function<int(Slot)>& what) {
 
 std::expected<Replica::Created, int> LocalReplica::create(Inode folder, std::string_view name,
                                                           const NewNode& what) {
+  keepFoldersAbove(folder);
   writer_.reserveInodes(1);
   const Inode inode = writer_.nextInode();
   Created created;
@@ -54,6 +70,7 @@ std::expected<Replica::Created, int> LocalReplica::create(Inode folder, std::str
 }
 
 int LocalReplica::rename(Inode inode, Inode folder, std::string_view name, bool mayReplace) {
+  keepFoldersAbove(folder);
   Inode replaced = 0;
   const int code = edit(inode, [&](Slot slot) {
     const Slot parent = loadedNode(folder);
@@ -82,6 +99,7 @@ int LocalReplica::setExtendedAttribute(Inode inode, const std::string& name,
 std::expected<std::shared_ptr<ContentFile>, int> LocalReplica::beginWriting(Inode inode, bool truncate) {
   auto file = content(inode);
   if (!file) return std::unexpected(static_cast<int>(file.error().code()));
+  keepFoldersAbove(inode);
   {
     const std::unique_lock lock(mutex_);
     const Slot slot = loadedNode(inode);

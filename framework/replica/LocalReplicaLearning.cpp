@@ -18,6 +18,7 @@ ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items
     const std::unique_lock lock(mutex_);
     what(learner);
     learner.queue(*journal_);
+    for (const Inode inode : learner.newFolders()) newFolders_[inode] = journal_->pushedSoFar();
     lost = learner.loseFolders();
   }
   ReplicaDelta delta = learner.finish();

@@ -78,7 +78,9 @@ void LocalReplica::databaseWritten() {
   std::vector<Inode> settled;
   {
     const std::unique_lock lock(mutex_);
-    settled = editor_.changes().takeLate(journal_->finishedSoFar());
+    const std::uint64_t finished = journal_->finishedSoFar();
+    std::erase_if(newFolders_, [finished](const auto& known) { return known.second <= finished; });
+    settled = editor_.changes().takeLate(finished);
   }
   for (const Inode inode : settled) {
     const std::unique_lock lock(mutex_);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "framework/replica/ReplicaDatabase.h"
+#include "platform/foundation/KillPoint.h"
 
 namespace zelto {
 namespace {
@@ -96,6 +97,7 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
     return false;
   }
   lock.unlock();
+  killPoint("replica.written");
   if (failing_) reportLine("what was learnt is being written again");
   failing_ = false;
   templateWritten_ = templateWritten_ || templateInBatch_;

@@ -16,12 +16,14 @@ class LocalWork {
 
   std::string last;
   Tree model{{"/s", std::nullopt}};
+  std::vector<Tree> between;  // what the last operation passed through
 
   // One operation. "" or what the replica said against it.
   std::string work(Replica* replica) {
     const std::string path = anyFolder() + "/" + kNames[below(std::size(kNames))];
     const bool there = model.contains(path);
     last = path + (there ? " there" : " new");
+    between.clear();
     switch (below(8)) {
       case 0:
         return there ? "" : makeFolder(replica, path);
@@ -56,6 +58,11 @@ class LocalWork {
     return folders[below(folders.size())];
   }
 
+  void becomes(const std::string& path, const std::string& bytes) {
+    model[path] = bytes;
+    between.push_back(model);
+  }
+
   std::string newBytes() { return "bytes " + std::to_string(++stamp_) + std::string(below(50), '.'); }
 
   bool isFolder(const std::string& path) const { return model.contains(path) && !model.at(path); }
@@ -84,7 +91,8 @@ class LocalWork {
 
   std::string makeFile(Replica* replica, const std::string& path) {
     const std::string bytes = newBytes();
-    model[path] = bytes;
+    becomes(path, "");
+    becomes(path, bytes);
     return replica == nullptr ? "" : made(*replica, path, NodeKind::file, bytes);
   }
 
@@ -102,7 +110,8 @@ class LocalWork {
   std::string rewrite(Replica* replica, const std::string& path) {
     if (!model.at(path)) return "";
     const std::string bytes = newBytes();
-    model[path] = bytes;
+    becomes(path, "");
+    becomes(path, bytes);
     return replica == nullptr ? "" : written(*replica, path, 0, bytes, true);
   }
 
