@@ -94,7 +94,10 @@ NSError writeError(int code, std::string_view path) {
         code,
         quoted(path, "the server cannot keep an item under this name or in this place; choose another"));
   }
-  if (code == EXDEV || code == EBUSY || code == EFBIG) {
+  if (code == EBUSY) {
+    return errorWithPOSIXCode(code, quoted(path, "it is in use, or somebody has just changed it; try again"));
+  }
+  if (code == EXDEV || code == EFBIG) {
     return errorWithPOSIXCode(code, quoted(path, std::strerror(code)));
   }
   return cocoaError(kWriteUnknownError, quoted(path, std::strerror(code)));

@@ -38,6 +38,7 @@ std::shared_ptr<HostParts> HostParts::make(Given given) {
   p.downloads =
       std::make_shared<Downloads>(Downloads::Parts{p.backend, p.counters, p.pool.get(), p.transferFolder});
   p.work = std::make_shared<WorkRunner>(p.pool.get());
+  p.told = std::make_shared<ToldEntries>();
   return parts;
 }
 

@@ -17,6 +17,7 @@
 #include "hostapp/MarkActions.h"
 #include "hostapp/MarkedItems.h"
 #include "hostapp/ServerBackend.h"
+#include "hostapp/ToldEntries.h"
 #include "hostapp/WorkRunner.h"
 #include "hostapp/WorkerPool.h"
 
@@ -42,6 +43,7 @@ struct HostParts {
   std::shared_ptr<MarkActions> marks;
   std::shared_ptr<Downloads> downloads;
   std::shared_ptr<WorkRunner> work;
+  std::shared_ptr<ToldEntries> told;
   std::string transferFolder;  // this host's own folder in the group directory
 
   struct Given {

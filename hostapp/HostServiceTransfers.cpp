@@ -47,6 +47,7 @@ std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string&
         if (!content) return fail(content.error());
         parts->counters->addBytes(content->range.length);
         progress->setCompletedUnitCount(1);
+        parts->told->told(item->path, content->entry.stat);
         auto dictionary = parts->resolver->dictionaryOf(path, item->path, content->entry);
         reply(std::move(content->data), std::move(dictionary), content->range, std::nullopt);
       });

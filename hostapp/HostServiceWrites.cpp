@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <ctime>
 
 #include "hostapp/BackendErrors.h"
@@ -149,13 +150,16 @@ std::shared_ptr<NSProgress> HostService::uploadFileWithPath(const std::string& p
     completion(std::nullopt, item.error());
     return progress;
   }
-  UploadRequest request{item->path, (*staged)->url().path(), creating, modifiedDate};
+  UploadRequest request{item->path, (*staged)->url().path(), creating, modifiedDate,
+                        creating ? std::nullopt : parts_->told->last(item->path)};
   (*staged)->close();
   auto begin = [parts = parts_, request = std::move(request)] { return parts->backend->upload(request); };
   auto end = [parts = parts_, path, served = item->path, content = std::move(*staged),
               reply = std::move(completion)](const WorkRunner::Result& result) mutable {
     content.reset();
-    replyWith(*parts, path, served, entryOf(result), reply);
+    const Changed changed = entryOf(result);
+    if (changed) parts->told->told(served, changed->stat);
+    replyWith(*parts, path, served, changed, reply);
     killPoint("upload.replied");
   };
   parts_->work->start({path, progress, abandoned_, std::move(begin)}, std::move(end));
@@ -197,6 +201,11 @@ std::shared_ptr<NSProgress> HostService::deleteItemWithPath(const std::string& p
     auto look = lookBefore(*parts->backend, served);
     if (!look) return std::unexpected(look.error());
     *before = std::move(*look);
+    const auto seen = parts->told->last(served);
+    const bool isFile = before->before.kind == EntryKind::file;
+    if (isFile && seen && !isSameState(*seen, before->before)) {
+      return std::unexpected(writeError(EBUSY, served));
+    }
     return parts->backend->remove(served);
   };
   auto end = [parts = parts_, before,

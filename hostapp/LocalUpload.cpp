@@ -13,6 +13,7 @@
 #include "hostapp/DescriptorCopy.h"
 #include "hostapp/FileAttributes.h"
 #include "hostapp/RenameAtomically.h"
+#include "hostapp/ToldEntries.h"
 #include "platform/foundation/KillPoint.h"
 
 namespace zelto {
@@ -127,7 +128,15 @@ int LocalUpload::settle() {
   return 0;
 }
 
+// The last moment at which somebody else's change can be noticed.
+bool LocalUpload::isAnotherThanSeen() const {
+  if (!request_.seen) return false;
+  const auto target = place_.look();
+  return target && !isSameState(*request_.seen, place_.entry(target->get()).stat);
+}
+
 int LocalUpload::show() {
+  if (isAnotherThanSeen()) return EBUSY;
   const int folder = place_.folder.get();
   const int fromFolder = copy_ ? folder : AT_FDCWD;
   const auto& from = copy_ ? copy_->name() : request_.source;

@@ -31,6 +31,7 @@ class LocalUpload : public BackendWork {
   int makeCopy();
   int copyPiece();
   int settle();
+  bool isAnotherThanSeen() const;
   int show();
 
   const LocalPlace place_;

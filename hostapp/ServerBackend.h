@@ -88,6 +88,8 @@ struct UploadRequest {
   std::string source;  // a file of this machine that nobody else uses; it may be moved away
   bool creating = false;
   std::optional<NSDate> modified;  // now, where absent
+  // The file as it was last seen: another one is not replaced (EBUSY); one that is gone is made anew.
+  std::optional<EntryStat> seen;
 };
 
 // A server's shares and what lies in them. Paths are relative ("share/folder/file", "" for the folder of

@@ -141,6 +141,31 @@ TEST_F(HostWritesTest, MistakesAreSaidAndLeaveEverythingAsItWas) {
   EXPECT_TRUE(nothingStaged()) << "content belongs to the host also when it is refused";
 }
 
+// The extension has looked at the file, and takes what it saw for what it replaces.
+TEST_F(HostWritesTest, WhatChangedSinceTheExtensionLookedIsNeitherReplacedNorRemoved) {
+  server.write("share/doc", "first");
+  start();
+  const auto look = [this] {
+    auto [reply, future] =
+        awaited<std::optional<NSData>, std::optional<NSDictionary>, NSRange, std::optional<NSError>>();
+    service->downloadItemWithPath("/My Files/share/doc", NSRange{0, 1}, 1, std::move(reply));
+    return !std::get<3>(future.get());
+  };
+  ASSERT_TRUE(look());
+  server.write("share/doc", "somebody else's");
+  EXPECT_EQ(std::get<1>(upload("/My Files/share/doc", "ours"))->code(), EBUSY);
+  EXPECT_EQ(std::get<1>(beginUpload("/My Files/share/doc", staged("ours", true)).second.get())->code(),
+            EBUSY);
+  EXPECT_EQ(remove("/My Files/share/doc")->code(), EBUSY);
+  EXPECT_EQ(contentOf(server.path("share/doc")), "somebody else's");
+  ASSERT_TRUE(look());
+  EXPECT_FALSE(std::get<1>(upload("/My Files/share/doc", "ours")).has_value());
+  EXPECT_EQ(contentOf(server.path("share/doc")), "ours");
+  ASSERT_TRUE(look());
+  server.remove("share/doc");
+  EXPECT_FALSE(std::get<1>(upload("/My Files/share/doc", "made anew")).has_value());
+}
+
 TEST_F(HostWritesTest, SharesContainersMarksAndOfflineFilesStay) {
   server.write("share/file", "x");
   start();
