@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
+#include "platform/bus/ManagerInterface.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSJSONSerialization.h"
 
@@ -26,6 +27,7 @@ std::expected<std::string, NSError> stateDirectory(const std::string& domain) {
 }
 
 constexpr std::chrono::milliseconds kFirstLook{1500};
+constexpr std::uint64_t kFirstImportConnection = std::uint64_t{1} << 32;
 
 }  // namespace
 
@@ -40,6 +42,7 @@ std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& opt
   // What changed while nobody looked is in the first answer; a large server is not waited for to its end.
   host->parts_->watcher->waitForFirstLook(kFirstLook);
   host->connector_->start();
+  host->importConnector_->start();
   host->log_->info("Serving \"" + host->folder_ + "\" to domain " + host->domain_ + ".");
   return host;
 }
@@ -47,6 +50,7 @@ std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& opt
 // Whoever still has a hand on a part finds it there, but idle.
 Host::~Host() {
   control_.reset();
+  if (importConnector_) importConnector_->stop();
   if (connector_) connector_->stop();
   if (!parts_) return;
   parts_->stop();
@@ -82,13 +86,20 @@ std::optional<NSError> Host::open(const HostOptions& options) {
 }
 
 void Host::makeConnector() {
+  connector_ = connectorTo(domain_, 0);
+  importConnector_ = connectorTo(manager::importerOf(domain_), kFirstImportConnection);
+}
+
+// The services of both share everything but the number of their connection.
+std::unique_ptr<ProviderConnector> Host::connectorTo(const std::string& domain,
+                                                     std::uint64_t firstConnection) {
   ProviderConnector::Hooks hooks;
-  hooks.makeService = [parts = parts_](std::uint64_t connection) {
-    return std::make_shared<HostService>(parts, connection);
+  hooks.makeService = [parts = parts_, firstConnection](std::uint64_t connection) {
+    return std::make_shared<HostService>(parts, firstConnection + connection);
   };
   hooks.mode = [mode = parts_->mode] { return mode->mode(); };
-  hooks.log = [log = log_](const std::string& line) { log->info(line); };
-  connector_ = std::make_unique<ProviderConnector>(bus_, domain_, std::move(hooks));
+  hooks.log = [log = log_, domain](const std::string& line) { log->info(domain + ": " + line); };
+  return std::make_unique<ProviderConnector>(bus_, domain, std::move(hooks));
 }
 
 std::optional<NSError> Host::makeControl(std::function<void()> shutdown) {

@@ -34,6 +34,7 @@ class Host {
   void applyOptions(const HostOptions& options);
   void setMode(HostMode mode);
   std::string status() const;
+  std::unique_ptr<ProviderConnector> connectorTo(const std::string& domain, std::uint64_t firstConnection);
 
   std::string folder_;
   std::string domain_;
@@ -44,6 +45,7 @@ class Host {
   std::shared_ptr<HostParts> parts_;
   std::shared_ptr<SessionBus> bus_;
   std::unique_ptr<ProviderConnector> connector_;
+  std::unique_ptr<ProviderConnector> importConnector_;  // to a second process, while it imports
   std::unique_ptr<HostControl> control_;
 };
 

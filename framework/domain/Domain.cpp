@@ -1,5 +1,6 @@
 #include "framework/domain/Domain.h"
 
+#include "framework/importing/ImportProcess.h"
 #include "platform/fileprovider/NSExtensionMain.h"
 #include "platform/foundation/NSFileManager.h"
 
@@ -63,8 +64,9 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   volume_ = *std::move(volume);
   volume_->describeStateBy([this](const NodeInfo& node) { return propagator_->stateText(node); });
   manager_ = std::make_unique<Manager>(
-      Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_}, *std::move(bus),
-      [this] { stop(); });
+      Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_,
+                     importFolder(exportDirectory(), settings_.domain.identifier)},
+      *std::move(bus), [this] { stop(); });
   propagator_->start();
   return manager_->start();
 }

@@ -12,13 +12,28 @@
 
 #include "framework/domain/Domain.h"
 #include "framework/domain/MemoryTrim.h"
+#include "framework/importing/ImportProcess.h"
 #include "platform/bus/DomainName.h"
 #include "platform/foundation/NSBundle.h"
 
 namespace zelto {
 namespace {
 
-constexpr const char* kUsage = "usage: %s --domain NAME --mount DIRECTORY [--request-limit MILLISECONDS]\n";
+constexpr const char* kUsage =
+    "usage: %s --domain NAME --mount DIRECTORY [--request-limit MILLISECONDS]\n"
+    "       or, as the one that serves a domain calls it: --domain NAME --import DIRECTORY --into "
+    "IDENTIFIER\n";
+
+struct Arguments {
+  Domain::Settings settings{.domain = {"default", "Zelto"}, .mountPoint = {}};
+  ImportArguments import;
+
+  bool imports() const { return !import.source.empty() || !import.destination.empty(); }
+  bool complete() const {
+    if (!imports()) return !settings.mountPoint.empty();
+    return settings.mountPoint.empty() && !import.source.empty() && !import.destination.empty();
+  }
+};
 
 bool parseLimit(std::string_view text, std::chrono::milliseconds& limit) {
   int value = 0;
@@ -36,23 +51,33 @@ std::string absolutePath(const char* path) {
   return result;
 }
 
-std::optional<Domain::Settings> parse(int argc, char** argv) {
-  Domain::Settings settings{.domain = {"default", "Zelto"}, .mountPoint = {}};
+std::optional<Arguments> parse(int argc, char** argv) {
+  Arguments arguments;
+  Domain::Settings& settings = arguments.settings;
   const option options[] = {{"domain", required_argument, nullptr, 'd'},
                             {"mount", required_argument, nullptr, 'm'},
                             {"request-limit", required_argument, nullptr, 'l'},
+                            {"import", required_argument, nullptr, 'i'},
+                            {"into", required_argument, nullptr, 't'},
+                            {"singly", no_argument, nullptr, 's'},
                             {nullptr, 0, nullptr, 0}};
   for (int choice = 0; (choice = ::getopt_long(argc, argv, "", options, nullptr)) != -1;) {
     if (choice == 'd') {
       settings.domain.identifier = optarg;
     } else if (choice == 'm') {
       settings.mountPoint = absolutePath(optarg);
+    } else if (choice == 'i') {
+      arguments.import.source = optarg;
+    } else if (choice == 't') {
+      arguments.import.destination = optarg;
+    } else if (choice == 's') {
+      arguments.import.singly = true;
     } else if (choice != 'l' || !parseLimit(optarg, settings.requestLimit)) {
       return std::nullopt;
     }
   }
-  if (settings.mountPoint.empty() || optind != argc) return std::nullopt;
-  return settings;
+  if (!arguments.complete() || optind != argc) return std::nullopt;
+  return arguments;
 }
 
 // A descriptor for each open file, and the usual limit is low.
@@ -69,7 +94,6 @@ sigset_t blockEndSignals() {
   sigemptyset(&set);
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&set, signal);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
   return set;
 }
 
@@ -89,29 +113,9 @@ std::string extensionAttribute(std::string_view key) {
   return value != nullptr && value->asString() != nullptr ? *value->asString() : std::string();
 }
 
-}  // namespace
-
-int NSExtensionMain(int argc, char** argv) {
-  MemoryTrim::configureAllocator();
-  auto settings = parse(argc, argv);
-  if (!settings) {
-    std::fprintf(stderr, kUsage, argv[0]);
-    return 2;
-  }
-  if (!isDomainName(settings->domain.identifier)) {
-    std::fprintf(stderr, "zelto-fileprovider: %s\n", kDomainNameRule);
-    return 2;
-  }
+int serve(const Domain::Settings& settings, const std::string& principalClass) {
   const sigset_t endSignals = blockEndSignals();
-  raiseDescriptorLimit();
-  const std::string principalClass = extensionAttribute("NSExtensionPrincipalClass");
-  settings->documentGroup = extensionAttribute("NSExtensionFileProviderDocumentGroup");
-  if (principalClass.empty()) {
-    std::fprintf(stderr, "zelto-fileprovider: %s/Info.plist names no principal class\n",
-                 NSBundle::mainBundle().resourcePath().c_str());
-    return 1;
-  }
-  auto domain = Domain::start(*settings, principalClass);
+  auto domain = Domain::start(settings, principalClass);
   if (!domain) {
     std::fprintf(stderr, "zelto-fileprovider: %s\n", domain.error().localizedDescription().c_str());
     std::_Exit(1);
@@ -122,6 +126,33 @@ int NSExtensionMain(int argc, char** argv) {
   (*domain)->close();
   // Threads of the extension and the bus may still be at work on the domain's objects.
   std::_Exit(error == 0 ? 0 : 1);
+}
+
+}  // namespace
+
+int NSExtensionMain(int argc, char** argv) {
+  MemoryTrim::configureAllocator();
+  auto arguments = parse(argc, argv);
+  if (!arguments) {
+    std::fprintf(stderr, kUsage, argv[0]);
+    return 2;
+  }
+  Domain::Settings& settings = arguments->settings;
+  if (!isDomainName(settings.domain.identifier)) {
+    std::fprintf(stderr, "zelto-fileprovider: %s\n", kDomainNameRule);
+    return 2;
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  raiseDescriptorLimit();
+  const std::string principalClass = extensionAttribute("NSExtensionPrincipalClass");
+  settings.documentGroup = extensionAttribute("NSExtensionFileProviderDocumentGroup");
+  if (principalClass.empty()) {
+    std::fprintf(stderr, "zelto-fileprovider: %s/Info.plist names no principal class\n",
+                 NSBundle::mainBundle().resourcePath().c_str());
+    return 1;
+  }
+  if (!arguments->imports()) return serve(settings, principalClass);
+  std::_Exit(runImport(settings.domain, principalClass, settings.documentGroup, arguments->import));
 }
 
 }  // namespace zelto

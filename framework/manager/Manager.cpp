@@ -34,7 +34,8 @@ Manager::Manager(Parts parts, std::shared_ptr<SessionBus> bus, std::function<voi
     : parts_(std::move(parts)),
       bus_(std::move(bus)),
       shutDown_(std::move(shutDown)),
-      resolver_(parts_.volume.replica(), parts_.volume.lister()) {}
+      resolver_(parts_.volume.replica(), parts_.volume.lister()),
+      importer_(parts_.domain.identifier, parts_.importFolder) {}
 
 BusMethod Manager::method(const char* name, const char* in, const char* out,
                           void (Manager::*handler)(BusMethodCall, BusReply)) {
@@ -58,13 +59,12 @@ std::optional<NSError> Manager::start() {
       method("Wait", "", "s", &Manager::wait),
       method("Retry", "ay", "", &Manager::retry),
       method("Cancel", "ay", "", &Manager::cancel),
+      method("Import", "ayay", "t", &Manager::importFolder),
+      method("CancelImport", "t", "", &Manager::cancelImport),
       method("Shutdown", "", "", &Manager::shutdown),
   };
-  interface.signals = {{"FetchProgress", "tttbs"},
-                       {"StateChanged", "s"},
-                       {"PendingChanged", "ttt"},
-                       {"UploadProgress", "stt"},
-                       {"Conflict", "ss"}};
+  interface.signals = {{"FetchProgress", "tttbs"}, {"StateChanged", "s"}, {"PendingChanged", "ttt"},
+                       {"UploadProgress", "stt"},  {"Conflict", "ss"},    {"ImportProgress", "tttttbss"}};
   if (auto error = bus_->exportObject(manager::objectPath(parts_.domain.identifier), std::move(interface)))
     return error;
   return bus_->requestName(manager::busName(parts_.domain.identifier));

@@ -8,6 +8,7 @@
 
 #include "framework/changes/ChangePump.h"
 #include "framework/fetching/Materialiser.h"
+#include "framework/importing/Importer.h"
 #include "framework/listing/PathResolver.h"
 #include "framework/propagation/Propagator.h"
 #include "framework/requests/HostLink.h"
@@ -27,6 +28,7 @@ class Manager {
     ChangePump& pump;
     Volume& volume;
     Propagator& propagator;
+    std::string importFolder;  // what imports may use
   };
 
   // `shutDown` is called when somebody asks the process to end.
@@ -57,6 +59,8 @@ class Manager {
   void wait(BusMethodCall call, BusReply reply);
   void retry(BusMethodCall call, BusReply reply);
   void cancel(BusMethodCall call, BusReply reply);
+  void importFolder(BusMethodCall call, BusReply reply);
+  void cancelImport(BusMethodCall call, BusReply reply);
   void shutdown(BusMethodCall call, BusReply reply);
 
   // The part of a path below the mount point. ERRORS: a path elsewhere.
@@ -67,6 +71,10 @@ class Manager {
   std::string absolutePath(const std::string& relative) const;
   PropertyListValue describe(const std::vector<PendingChange>& changes) const;
   void emit(const char* signal, const char* signature, BusArguments arguments);
+  std::optional<NSError> checkSource(const std::string& source) const;
+  std::optional<NSError> checkDestination(Inode inode, const std::string& path) const;
+  void imported(std::uint64_t ticket, Inode folder, const ImportReport& report);
+  void importProgress(std::uint64_t ticket, const ImportReport& report);
   void watchPeer(const std::string& peer);
   void startFetch(std::uint64_t ticket, Inode inode);
   void fetchProgress(std::uint64_t ticket, std::uint64_t completed, std::uint64_t total, bool finished,
@@ -76,6 +84,7 @@ class Manager {
   const std::shared_ptr<SessionBus> bus_;
   const std::function<void()> shutDown_;
   PathResolver resolver_;
+  Importer importer_;
   std::atomic<std::uint64_t> nextTicket_ = 1;
   std::mutex mutex_;
   std::shared_ptr<void> peerWatch_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -46,6 +47,11 @@ namespace zelto {
 //   Cancel(ay path)                                 gives a local change up: what was created here goes,
 //                                                   anything else is again as the server has it. ENOENT
 //                                                   likewise
+//   Import(ay source, ay destination) -> t          brings a folder of this machine with all that is in it
+//                                                   into a folder below the mount point, as one of the same
+//                                                   name; what is there already is not sent again. A ticket
+//                                                   for ImportProgress. EBUSY while there is another import
+//   CancelImport(t ticket)                          ends an import; what was brought over stays
 //   Shutdown()                                      unmounts and ends the process
 // Signals:
 //   PendingChanged(t pending, t uploading, t failed)   counts of local changes, each in one of the three
@@ -55,6 +61,11 @@ namespace zelto {
 //   Conflict(s path, s message)                     somebody else had changed the same item; both versions
 //                                                   are kept, or a removal was given up
 //   FetchProgress(t ticket, t completed, t total, b finished, s error)   bytes; error "" when none
+//   ImportProgress(t ticket, t completed, t total, t entries, t allEntries, b finished, s message, s error)
+//                                                   bytes and entries that the server has, of those there
+//                                                   are; message: a line for people, "" for none; error
+//                                                   likewise. Finished without an error: the server has
+//                                                   everything
 //   StateChanged(s what)                            host connected or lost ("host"), settings, changes
 //   ("changes")
 namespace manager {
@@ -65,8 +76,13 @@ inline std::string busName(std::string_view domain) {
   return "it.pellam.Zelto.FileProvider." + std::string(domain);
 }
 inline std::string objectPath(std::string_view domain) {
-  return "/it/pellam/Zelto/FileProvider/" + std::string(domain);
+  std::string path = "/it/pellam/Zelto/FileProvider/" + std::string(domain);
+  std::ranges::replace(path, '.', '/');
+  return path;
 }
+// In the place of the domain: a process that imports for it, beside the one that serves it, while it does.
+// Its object has ServiceEndpoint and SignalEnumerator alone.
+inline std::string importerOf(std::string_view domain) { return std::string(domain) + ".Import"; }
 
 }  // namespace manager
 

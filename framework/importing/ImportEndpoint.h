@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "framework/requests/HostLink.h"
+#include "platform/bus/SessionBus.h"
+#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+
+namespace zelto {
+
+// What a host application needs of a process that imports for a domain: an object on the bus, as the domain's
+// manager is one, with the way to the extension's service and nothing else.
+class ImportEndpoint {
+ public:
+  ImportEndpoint(NSFileProviderPrincipal& extension, Deadlines& deadlines, std::shared_ptr<SessionBus> bus);
+
+  // ERRORS: another process imports for this domain.
+  std::optional<NSError> start(const std::string& domain);
+  // BLOCKS: at most so long. False when no host has come.
+  bool waitForHost(std::chrono::milliseconds limit);
+  bool hostPresent() const { return link_.present(); }
+
+ private:
+  void serviceEndpoint(const BusMethodCall& call, BusReply reply);
+  void watchPeer(const std::string& peer);
+
+  NSFileProviderPrincipal& extension_;
+  const std::shared_ptr<SessionBus> bus_;
+  HostLink link_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::shared_ptr<void> watch_;
+};
+
+}  // namespace zelto
