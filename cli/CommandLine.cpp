@@ -27,6 +27,8 @@ class Grammar {
     addUp();
     addDown();
     addItemCommands();
+    addChangeCommands();
+    addImport();
     addLog();
     addMode();
   }
@@ -90,6 +92,34 @@ class Grammar {
     auto evict = std::make_shared<EvictOptions>();
     command("evict", "Drop local copies of contents; they are fetched again when needed", evict, true)
         ->add_option("PATH", evict->paths, "Files, or folders with all below them")
+        ->required()
+        ->type_name("");
+  }
+  void addChangeCommands() {
+    command("pending", "List what was changed here and the server does not have yet",
+            std::make_shared<PendingOptions>(), true);
+    auto wait = std::make_shared<WaitOptions>();
+    command("wait", "Wait until the server has every change, or nothing but failures is left", wait, false)
+        ->add_option("--timeout", wait->timeout, "Give up waiting after so many seconds")
+        ->check(CLI::Range(0.0, 1e9))
+        ->type_name("S");
+    auto retry = std::make_shared<RetryOptions>();
+    command("retry", "Try changes that failed again now", retry, false)
+        ->add_option("PATH", retry->paths, "What was changed (default: everything)")
+        ->type_name("");
+    auto cancel = std::make_shared<CancelOptions>();
+    CLI::App* added =
+        command("cancel", "Give changes up: what was made here goes, all else is again as on the server",
+                cancel, false);
+    added->add_option("PATH", cancel->paths, "What was changed")->required()->type_name("");
+    added->add_flag("-y,--yes", cancel->yes, "Do not ask");
+  }
+  void addImport() {
+    auto options = std::make_shared<ImportOptions>();
+    CLI::App* added =
+        command("import", "Bring a folder with all that is in it to the server", options, false);
+    added->add_option("DIR", options->source, "The folder, somewhere outside")->required()->type_name("");
+    added->add_option("DESTINATION", options->destination, "A folder in the file system, for DIR to be in")
         ->required()
         ->type_name("");
   }

@@ -16,6 +16,11 @@ Outcome list(const ListOptions& options, const NamedDomain& domain, bool json);
 Outcome item(const ItemOptions& options, const NamedDomain& domain, bool json);
 Outcome fetch(const FetchOptions& options, const NamedDomain& domain);
 Outcome evict(const EvictOptions& options, const NamedDomain& domain, bool json);
+Outcome pending(const NamedDomain& domain, bool json);
+Outcome wait(const WaitOptions& options, const NamedDomain& domain);
+Outcome retry(const RetryOptions& options, const NamedDomain& domain);
+Outcome cancel(const CancelOptions& options, const NamedDomain& domain);
+Outcome import(const ImportOptions& options, const NamedDomain& domain);
 Outcome log(const LogOptions& options, const NamedDomain& domain);
 Outcome mode(const ModeOptions& options, const NamedDomain& domain);
 

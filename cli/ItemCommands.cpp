@@ -11,13 +11,6 @@ namespace zelto::cli {
 
 namespace {
 
-std::expected<Client, Failure> managerFor(const NamedDomain& named, const std::string& path) {
-  const std::string domain = chosenDomain(named, path);
-  auto bus = busOf(domain);
-  if (!bus) return std::unexpected(bus.error());
-  return Client::manager(std::move(*bus), domain);
-}
-
 BusArguments pathArgument(const std::string& path) { return {BusBytes{resolvedPath(path)}}; }
 
 std::string stateText(const NSDictionary& item) {

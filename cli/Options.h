@@ -31,6 +31,21 @@ struct FetchOptions {
 struct EvictOptions {
   std::vector<std::string> paths;
 };
+struct PendingOptions {};
+struct WaitOptions {
+  std::optional<double> timeout = {};  // seconds
+};
+struct RetryOptions {
+  std::vector<std::string> paths;  // none: all
+};
+struct CancelOptions {
+  std::vector<std::string> paths;
+  bool yes = false;
+};
+struct ImportOptions {
+  std::string source;
+  std::string destination;
+};
 struct LogOptions {
   bool follow = false;
   std::size_t lines = 50;
@@ -45,7 +60,8 @@ struct Invocation {
   std::optional<std::string> domain;  // nothing: the one that runs, else kDefaultDomain
   bool json = false;
   std::variant<StatusOptions, UpOptions, DownOptions, ListOptions, ItemOptions, FetchOptions, EvictOptions,
-               LogOptions, ModeOptions>
+               PendingOptions, WaitOptions, RetryOptions, CancelOptions, ImportOptions, LogOptions,
+               ModeOptions>
       command;
 };
 

@@ -27,16 +27,23 @@ std::string progressBar(std::uint64_t completed, std::uint64_t total, std::size_
 ProgressBar::ProgressBar(std::string title)
     : title_(std::move(title)), terminal_(::isatty(STDOUT_FILENO) != 0) {}
 
-ProgressBar::~ProgressBar() {
+ProgressBar::~ProgressBar() { clear(); }
+
+void ProgressBar::clear() {
   if (!shown_) return;
   fmt::print("\r\x1b[K");
   std::fflush(stdout);
+  shown_ = false;
 }
 
 void ProgressBar::show(std::uint64_t completed, std::uint64_t total) {
+  showText(completed, total, fmt::format("{}  {}", byteCount(total), title_));
+}
+
+void ProgressBar::showText(std::uint64_t completed, std::uint64_t total, const std::string& text) {
   if (!terminal_) return;
   shown_ = true;
-  fmt::print("\r\x1b[K{} {}  {}", progressBar(completed, total, kWidth), byteCount(total), title_);
+  fmt::print("\r\x1b[K{} {}", progressBar(completed, total, kWidth), text);
   std::fflush(stdout);
 }
 

@@ -8,7 +8,7 @@ namespace zelto::cli {
 // The bar of `width` columns for a part of a whole; full when the whole is nothing.
 std::string progressBar(std::uint64_t completed, std::uint64_t total, std::size_t width);
 
-// Shows how far one file is: a bar that moves on a terminal, else one line when it is finished.
+// Shows how far something is: a bar that moves on a terminal, else one line when it is finished.
 class ProgressBar {
  public:
   explicit ProgressBar(std::string title);
@@ -18,6 +18,9 @@ class ProgressBar {
   ProgressBar& operator=(const ProgressBar&) = delete;
 
   void show(std::uint64_t completed, std::uint64_t total);
+  // Another text behind the bar than the whole and the title.
+  void showText(std::uint64_t completed, std::uint64_t total, const std::string& text);
+  void clear();
   void finish(std::uint64_t total);
 
  private:

@@ -32,6 +32,8 @@ void printExtension(const NSDictionary& status) {
   fmt::print("  known    {} items, {} of them folders\n", count("items"), count("folders"));
   fmt::print("  here     {} in {} files\n", byteCount(count("materialisedBytes")),
              count("materialisedFiles"));
+  fmt::print("  changes  {} pending, {} uploading, {} failed, {} conflicts\n", count("pending"),
+             count("uploading"), count("failed"), count("conflicts"));
   fmt::print("  asked    {} requests in flight\n", count("requestsInFlight"));
 }
 

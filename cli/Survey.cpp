@@ -77,4 +77,11 @@ std::expected<std::shared_ptr<SessionBus>, Failure> busOf(const std::string& dom
                  fmt::format("Zelto is not running. Start it with \"{} up\".", programName()));
 }
 
+std::expected<Client, Failure> managerFor(const std::optional<std::string>& named, const std::string& path) {
+  const std::string domain = chosenDomain(named, path);
+  auto bus = busOf(domain);
+  if (!bus) return std::unexpected(bus.error());
+  return Client::manager(std::move(*bus), domain);
+}
+
 }  // namespace zelto::cli

@@ -33,5 +33,8 @@ Survey survey(const std::string& domain);
 std::string chosenDomain(const std::optional<std::string>& named, const std::string& path = "");
 // The bus on which the domain runs. ERRORS: notRunning.
 std::expected<std::shared_ptr<SessionBus>, Failure> busOf(const std::string& domain);
+// The manager of the domain that a command means. ERRORS: notRunning.
+std::expected<Client, Failure> managerFor(const std::optional<std::string>& named,
+                                          const std::string& path = "");
 
 }  // namespace zelto::cli

@@ -30,6 +30,11 @@ Outcome run(const Invocation& invocation) {
     Outcome operator()(const EvictOptions& options) const {
       return evict(options, invocation.domain, invocation.json);
     }
+    Outcome operator()(const PendingOptions&) const { return pending(invocation.domain, invocation.json); }
+    Outcome operator()(const WaitOptions& options) const { return wait(options, invocation.domain); }
+    Outcome operator()(const RetryOptions& options) const { return retry(options, invocation.domain); }
+    Outcome operator()(const CancelOptions& options) const { return cancel(options, invocation.domain); }
+    Outcome operator()(const ImportOptions& options) const { return import(options, invocation.domain); }
     Outcome operator()(const LogOptions& options) const { return log(options, invocation.domain); }
     Outcome operator()(const ModeOptions& options) const { return mode(options, invocation.domain); }
   };

@@ -36,6 +36,23 @@ TEST(CommandLine, LeavesOpenWhatIsNotSaid) {
   EXPECT_EQ(50U, std::get<LogOptions>(std::get<Invocation>(log).command).lines);
 }
 
+TEST(CommandLine, ReadsWhatConcernsLocalChanges) {
+  const auto commandOf = [](std::vector<const char*> words) {
+    return std::get<Invocation>(parse(std::move(words))).command;
+  };
+  EXPECT_TRUE(std::get<Invocation>(parse({"pending", "--json"})).json);
+  EXPECT_EQ(1.5, std::get<WaitOptions>(commandOf({"wait", "--timeout", "1.5"})).timeout);
+  EXPECT_FALSE(std::get<WaitOptions>(commandOf({"wait"})).timeout);
+  EXPECT_TRUE(std::get<RetryOptions>(commandOf({"retry"})).paths.empty());
+  EXPECT_EQ((std::vector<std::string>{"a", "b"}),
+            std::get<RetryOptions>(commandOf({"retry", "a", "b"})).paths);
+  EXPECT_FALSE(std::get<CancelOptions>(commandOf({"cancel", "a"})).yes);
+  EXPECT_TRUE(std::get<CancelOptions>(commandOf({"cancel", "-y", "a"})).yes);
+  const auto import = std::get<ImportOptions>(commandOf({"import", "from", "to"}));
+  EXPECT_EQ("from", import.source);
+  EXPECT_EQ("to", import.destination);
+}
+
 TEST(CommandLine, RefusesWhatItDoesNotUnderstand) {
   const std::vector<std::vector<const char*>> wrong{
       {},
@@ -49,6 +66,13 @@ TEST(CommandLine, RefusesWhatItDoesNotUnderstand) {
       {"log", "-n", "-3"},
       {"log", "-n", "many"},
       {"mode"},
+      {"wait", "--timeout", "-1"},
+      {"wait", "--timeout", "soon"},
+      {"pending", "a"},
+      {"cancel"},
+      {"cancel", "--yes"},
+      {"import", "a"},
+      {"import", "a", "b", "c"},
       {"down", "--json"},
   };
   for (const auto& words : wrong) {
