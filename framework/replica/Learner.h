@@ -55,6 +55,7 @@ class Learner {
   void match(const ItemRecord& record, Slot slot, Slot parent);
   void removeUnseen(Slot folder);
   void removeDeleted(const std::vector<std::string>& deletedIdentifiers);
+  void listAgain(Slot slot);
   bool identifierIsMade(Slot parent, const ItemRecord& record);
   // ---- LearnerHere.cpp: what local changes keep the server from saying
   bool isHidden(const ItemRecord& record, Slot slot);

@@ -81,18 +81,32 @@ void Learner::matchUpdates() {
   }
 }
 
-// A file that is deleted and updated in one list is there in the end: it stays what it is. Of a folder
-// nobody knows whether what was below is there again.
+// What is deleted and updated in one list is there in the end, and stays what it is. Of a folder nobody knows
+// whether what was below is there again: that is asked for. It may be one that was put there by us, and what
+// went before it was told of late.
 void Learner::removeDeleted(const std::vector<std::string>& deletedIdentifiers) {
   std::unordered_set<std::string_view> updated;
   for (const ItemRecord& record : batch_.records()) updated.insert(record.identifier);
   for (const std::string& identifier : deletedIdentifiers) {
     const Slot slot = tree_.loadIdentifier(identifier);
     if (slot == kNoSlot || slot == table_.root()) continue;
-    if (updated.contains(identifier) && table_[slot].kind != NodeKind::folder) continue;
+    if (updated.contains(identifier)) {
+      listAgain(slot);
+      continue;
+    }
     if (keptHere(slot)) continue;
     remove(slot);
   }
+}
+
+// A folder with all that is known below it.
+void Learner::listAgain(Slot slot) {
+  if (table_[slot].kind != NodeKind::folder || !table_[slot].listed) return;
+  delta_.toList.push_back(table_[slot].inode);
+  tree_.loadChildren(slot);
+  std::vector<Slot> children;  // loading what is below them may move the nodes
+  table_.forEachChild(slot, [&children](Slot child) { children.push_back(child); });
+  for (const Slot child : children) listAgain(child);
 }
 
 }  // namespace zelto

@@ -42,9 +42,11 @@ struct ReplicaDelta {
   std::vector<Name> removed;           // the topmost node of each removed subtree
   std::vector<Inode> contentChanged;   // files whose version or size is another than before
   std::vector<Inode> metadataChanged;  // only dates, flags or capabilities differ
+  std::vector<Inode> toList;           // listed folders whose children may be others by now
 
   bool empty() const {
-    return added.empty() && removed.empty() && contentChanged.empty() && metadataChanged.empty();
+    return added.empty() && removed.empty() && contentChanged.empty() && metadataChanged.empty() &&
+           toList.empty();
   }
 };
 

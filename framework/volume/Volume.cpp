@@ -186,6 +186,9 @@ void Volume::replicaChanged(const ReplicaDelta& delta) {
   }
   for (const Inode inode : delta.metadataChanged) notifier_->forgetAttributes(epochs_.nodeFor(inode));
   for (const Inode folder : folders) notifier_->forgetNode(folder);
+  for (const Inode folder : delta.toList) {
+    lister().list(folder, std::make_shared<FunctionWaiter>([](int) {}));
+  }
 }
 
 std::optional<std::string> Volume::stateOf(Inode inode) {

@@ -144,9 +144,16 @@ TEST_F(ReplicaChangesTest, DeletedAndThereAgainIsTheSame) {
   EXPECT_EQ(at("a/file"), file);
   EXPECT_EQ(delta.contentChanged, std::vector<Inode>{file});
   EXPECT_TRUE(delta.removed.empty());
-  replica->applyChanges({fakeFolder("", "a")}, {"/a"});
-  EXPECT_EQ(replica->lookup(at("a"), "file").presence, Replica::Presence::unknown);
-  replica->applyListing(at("a"), {fakeFile("/a", "file", 10, 5)});
+  // Of a folder it is to be asked what is in it now.
+  const Inode folder = at("a");
+  const auto replaced = replica->applyChanges({fakeFolder("", "a")}, {"/a"});
+  EXPECT_EQ(at("a"), folder);
+  EXPECT_TRUE(replaced.removed.empty());
+  EXPECT_NE(std::ranges::find(replaced.toList, folder), replaced.toList.end());
+  EXPECT_EQ(at("a/file"), file);
+  replica->applyListing(folder, {});
+  EXPECT_EQ(at("a/file"), 0U);
+  replica->applyListing(folder, {fakeFile("/a", "file", 10, 5)});
   // The last word on one item counts.
   const Inode again = at("a/file");
   replica->applyChanges({fakeFile("/a", "file", 11, 6), fakeFile("/a", "file", 12, 7)}, {});
