@@ -13,6 +13,8 @@ namespace zelto::cli {
 
 namespace {
 
+constexpr std::chrono::seconds kStopLimit{5};
+
 struct ImportEvent {
   std::uint64_t ticket = 0;
   std::uint64_t completed = 0, total = 0;  // bytes
@@ -53,16 +55,21 @@ class ImportWatch {
                                    programName()));
       }
       if (wake == SignalFeed::Wake::interrupted) return stop();
-      for (const SignalFeed::Event& event : feed_.take()) {
-        const auto progress = eventOf(event.arguments);
-        if (!progress || progress->ticket != ticket_) continue;
-        show(*progress);
-        if (progress->finished) return end(*progress);
-      }
+      if (const auto last = showEvents()) return end(*last);
     }
   }
 
  private:
+  // The last report of the import, if it is among those that came.
+  std::optional<ImportEvent> showEvents() {
+    for (const SignalFeed::Event& event : feed_.take()) {
+      const auto progress = eventOf(event.arguments);
+      if (!progress || progress->ticket != ticket_) continue;
+      show(*progress);
+      if (progress->finished) return progress;
+    }
+    return std::nullopt;
+  }
   void show(const ImportEvent& event) {
     if (!event.message.empty()) {
       bar_.clear();
@@ -84,6 +91,11 @@ class ImportWatch {
     bar_.clear();
     const auto stopped = manager_.call("CancelImport", "t", {ticket_});
     if (!stopped) return std::unexpected(stopped.error());
+    // So that another one can follow at once.
+    const auto until = std::chrono::steady_clock::now() + kStopLimit;
+    while (!showEvents() && feed_.wait(until) == SignalFeed::Wake::event) {
+    }
+    bar_.clear();
     return failure(ExitCode::interrupted,
                    "Stopped. What was brought over stays; the same import again goes on with the rest.");
   }

@@ -35,6 +35,11 @@ Interrupt::Interrupt() {
   descriptor_ = UniqueDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
+void Interrupt::take() const {
+  signalfd_siginfo signal{};
+  [[maybe_unused]] const auto got = ::read(descriptor_.get(), &signal, sizeof signal);
+}
+
 // From the bus thread to the waiting one. THREAD: any may add.
 class SignalFeed::Queue {
  public:
@@ -112,7 +117,10 @@ SignalFeed::Wake SignalFeed::wait(std::optional<Time> until) {
     if (queue_->lost()) return Wake::lost;
     pollfd files[] = {{queue_->descriptor(), POLLIN, 0}, {interrupt_.descriptor(), POLLIN, 0}};
     const int ready = ::poll(files, 2, millisecondsUntil(until));
-    if ((files[1].revents & POLLIN) != 0) return Wake::interrupted;
+    if ((files[1].revents & POLLIN) != 0) {
+      interrupt_.take();
+      return Wake::interrupted;
+    }
     if (ready == 0) return Wake::timedOut;
   }
 }

@@ -18,6 +18,8 @@ class Interrupt {
  public:
   Interrupt();
   int descriptor() const { return descriptor_.get(); }
+  // What has come is told no more. REQUIRES: there is something.
+  void take() const;
 
  private:
   UniqueDescriptor descriptor_;

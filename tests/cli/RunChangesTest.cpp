@@ -83,5 +83,22 @@ TEST_F(RunChangesTest, AnImportEndsWithTheWholeTreeOrNamesWhatFailed) {
   EXPECT_EQ(1, zelto("import " + (home_ / "tree") + " " + share() + "/missing").code);
 }
 
+TEST_F(RunChangesTest, AnInterruptedImportIsGoneWhenTheCommandEnds) {
+  for (int file = 0; file < 300; ++file) {
+    test::writeText(home_ / ("tree/file" + std::to_string(file)), std::string(1000, 'x'));
+  }
+  const std::string command = "import " + (home_ / "tree") + " " + share();
+  // The signal comes once the server has the first file, unless all of them were faster.
+  const Result stopped =
+      call("{ until ls " + server("tree") +
+           " 2>/dev/null | grep -q file || ! kill -0 $$; do :; done; kill -INT $$; } & exec " +
+           std::string(ZELTO_BINARIES) + "/zelto " + command);
+  EXPECT_TRUE(stopped.code == 130 || stopped.code == 0) << stopped.output;
+  const Result imported = zelto(command);
+  EXPECT_EQ(0, imported.code) << imported.output;
+  EXPECT_EQ("1000", std::to_string(test::contentOf(server("tree/file299")).size()));
+  EXPECT_EQ(300, std::distance(fs::directory_iterator(server("tree")), fs::directory_iterator()));
+}
+
 }  // namespace
 }  // namespace zelto::cli
