@@ -114,6 +114,8 @@ class Move : public std::enable_shared_from_this<Move> {
 
   void end(const Changed& changed) {
     if (changed) {
+      parts_->told->forget(path_);
+      parts_->told->forget(destination_);
       if (progress_->totalUnitCount() == 0) progress_->setTotalUnitCount(1);
       progress_->setCompletedUnitCount(progress_->totalUnitCount());
     }
@@ -204,14 +206,17 @@ std::shared_ptr<NSProgress> HostService::deleteItemWithPath(const std::string& p
     const auto seen = parts->told->last(served);
     const bool isFile = before->before.kind == EntryKind::file;
     if (isFile && seen && !isSameState(*seen, before->before)) {
+      // Said once; who asks again has looked at it, or has nothing to look at.
+      parts->told->forget(served);
       return std::unexpected(writeError(EBUSY, served));
     }
     return parts->backend->remove(served);
   };
-  auto end = [parts = parts_, before,
+  auto end = [parts = parts_, before, served = item->path,
               reply = std::move(completionHandler)](const WorkRunner::Result& result) mutable {
     killPoint("item.removed");
     if (!result) return reply(result.error());
+    parts->told->forget(served);
     parts->watcher->removed(*before);
     reply(std::nullopt);
   };

@@ -115,14 +115,17 @@ int LocalUpload::settle() {
   killPoint("upload.copied");
   const int content = copy_ ? copy_->descriptor() : source_.get();
   const auto target = place_.look();
-  if (target && place_.entry(target->get()).stat.kind == EntryKind::file) {
+  const bool replaces = target && place_.entry(target->get()).stat.kind == EntryKind::file;
+  if (replaces) {
     adoptAttributes(target->get(), content);
   } else if (!copy_) {
     giveNewFileAttributes(place_.folder.get(), content);
   }
   const std::array<std::timespec, 2> times{std::timespec{0, UTIME_OMIT}, timeFor(request_.modified)};
   if (::futimens(content, times.data()) != 0) return errno;
-  if (::fsync(content) != 0) return errno;
+  // A version that is on the disk goes only for one that is there too. A new file has nothing to lose, and
+  // syncing each would halt everything else on the disk.
+  if (replaces && ::fsync(content) != 0) return errno;
   result_ = place_.entry(content);
   phase_ = Phase::show;
   return 0;
@@ -133,6 +136,14 @@ bool LocalUpload::isAnotherThanSeen() const {
   if (!request_.seen) return false;
   const auto target = place_.look();
   return target && !isSameState(*request_.seen, place_.entry(target->get()).stat);
+}
+
+// Renaming has changed its time of change. What differs besides is somebody else's doing already.
+void LocalUpload::noteRenamed() {
+  const EntryStat now = place_.entry(copy_ ? copy_->descriptor() : source_.get()).stat;
+  EntryStat expected = result_->stat;
+  expected.changed = now.changed;
+  if (isSameState(expected, now)) result_->stat.changed = now.changed;
 }
 
 int LocalUpload::show() {
@@ -146,9 +157,8 @@ int LocalUpload::show() {
   if (code == EXDEV && !copy_) return makeCopy();
   if (code != 0) return code;
   killPoint("upload.renamed");
+  noteRenamed();
   if (copy_) copy_->release();
-  // Without this a loss of power could take back the name of what was acknowledged.
-  ::fsync(folder);
   copied_ = size_;
   shown_ = true;
   return 0;

@@ -9,7 +9,7 @@
 namespace zelto {
 
 // One file on its way into a folder of shares. A source on the same volume is moved there, any other is
-// copied under a temporary name; content, attributes and date are complete and on disk before the file gets
+// copied under a temporary name; content, attributes and date are complete before the file gets
 // its name, in one rename.
 class LocalUpload : public BackendWork {
  public:
@@ -32,6 +32,7 @@ class LocalUpload : public BackendWork {
   int copyPiece();
   int settle();
   bool isAnotherThanSeen() const;
+  void noteRenamed();
   int show();
 
   const LocalPlace place_;

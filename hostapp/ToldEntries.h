@@ -26,6 +26,16 @@ class ToldEntries {
     order_.pop_front();
   }
 
+  // Another item stands there from now on, or none, also below: what was told of those paths says nothing of
+  // it.
+  void forget(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    const std::string below = path + "/";
+    std::erase_if(known_,
+                  [&](const auto& each) { return each.first == path || each.first.starts_with(below); });
+    std::erase_if(order_, [this](const std::string& each) { return !known_.contains(each); });
+  }
+
   // Absent when the extension has not looked lately.
   std::optional<EntryStat> last(const std::string& path) const {
     const std::lock_guard lock(mutex_);
