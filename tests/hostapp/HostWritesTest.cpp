@@ -166,6 +166,23 @@ TEST_F(HostWritesTest, WhatChangedSinceTheExtensionLookedIsNeitherReplacedNorRem
   EXPECT_FALSE(std::get<1>(upload("/My Files/share/doc", "made anew")).has_value());
 }
 
+// Nobody looks again at what was made a moment ago.
+TEST_F(HostWritesTest, WhatTheExtensionDidItselfIsNoReasonToRefuse) {
+  server.folder("share/folder");
+  start();
+  EXPECT_TRUE(std::get<0>(upload("/My Files/share/folder/one", "first", true)));
+  EXPECT_FALSE(remove("/My Files/share/folder/one"));
+  EXPECT_TRUE(std::get<0>(upload("/My Files/share/folder/one", "", true)));
+  EXPECT_TRUE(std::get<0>(upload("/My Files/share/other", "longer", true)));
+  EXPECT_TRUE(std::get<0>(move("/My Files/share/folder/one", "/My Files/share/folder/two")));
+  EXPECT_TRUE(std::get<0>(move("/My Files/share/other", "/My Files/share/folder/one")));
+  EXPECT_TRUE(std::get<0>(move("/My Files/share/folder", "/My Files/share/moved")));
+  EXPECT_TRUE(std::get<0>(createDirectory("/My Files/share/folder", false)));
+  EXPECT_TRUE(std::get<0>(move("/My Files/share/moved/one", "/My Files/share/folder/two")));
+  for (const char* file : {"/My Files/share/moved/two", "/My Files/share/folder/two"})
+    EXPECT_EQ(codeOf(remove(file)), 0) << file;
+}
+
 TEST_F(HostWritesTest, SharesContainersMarksAndOfflineFilesStay) {
   server.write("share/file", "x");
   start();

@@ -46,7 +46,7 @@ class LocalFolderWritesTest : public ::testing::Test {
   }
   Entry upload(const std::string& path, const std::string& source, bool creating = false,
                std::optional<NSDate> modified = std::nullopt) {
-    return finished(backend->upload({path, source, creating, modified}));
+    return finished(backend->upload({path, source, creating, modified, std::nullopt}));
   }
   Entry remove(const std::string& path) { return finished(backend->remove(path)); }
   std::size_t entriesOnDisk(const std::string& folder) const {
@@ -167,7 +167,7 @@ TEST_F(LocalFolderWritesTest, UploadsMeetWhatIsThere) {
 TEST_F(LocalFolderWritesTest, AnUnfinishedUploadLeavesNothingAndShowsNothing) {
   server.write("share/file", "old");
   const auto source = staged(std::string(20'000'000, 'x'), true);
-  auto work = backend->upload({"share/file", source, false, std::nullopt});
+  auto work = backend->upload({"share/file", source, false, std::nullopt, std::nullopt});
   ASSERT_TRUE(work);
   ASSERT_FALSE((*work)->step().value());
   EXPECT_EQ(20'000'000U, (*work)->amount().total);
