@@ -146,14 +146,6 @@ void LocalUpload::noteRenamed() {
   if (isSameState(expected, now)) result_->stat.changed = now.changed;
 }
 
-// Renaming has changed its time of change. What differs besides is somebody else's doing already.
-void LocalUpload::noteRenamed() {
-  const EntryStat now = place_.entry(copy_ ? copy_->descriptor() : source_.get()).stat;
-  EntryStat expected = result_->stat;
-  expected.changed = now.changed;
-  if (isSameState(expected, now)) result_->stat.changed = now.changed;
-}
-
 int LocalUpload::show() {
   if (isAnotherThanSeen()) return EBUSY;
   const int folder = place_.folder.get();
@@ -165,7 +157,6 @@ int LocalUpload::show() {
   if (code == EXDEV && !copy_) return makeCopy();
   if (code != 0) return code;
   killPoint("upload.renamed");
-  noteRenamed();
   noteRenamed();
   if (copy_) copy_->release();
   copied_ = size_;
