@@ -15,6 +15,7 @@ namespace fs = std::filesystem;
 using Arrival = ImportSurvey::Arrival;
 
 constexpr std::size_t kNamed = 3;
+constexpr int kMostRounds = 3;
 
 void removeTree(const std::string& path) {
   std::error_code ignored;
@@ -73,16 +74,19 @@ ImportJob::Surveyed ImportJob::look() {
 
 // Sends what is missing, and looks again: for what was removed meanwhile, and not for ever.
 std::optional<NSError> ImportJob::complete() {
-  for (int tries = 0; tries < 3; ++tries) {
+  auto last =
+      errorWithPOSIXCode(EAGAIN, request_.place.name + ": entries vanish on the server again and again");
+  for (int sent = 0;; ++sent) {
     const auto survey = look();
     if (!survey) return survey.error();
     const auto missing = std::ranges::find(survey->entries, Arrival::missing) != survey->entries.end();
     if (survey->root == Arrival::there && !missing) return differences(*survey);
+    if (sent == kMostRounds) return last;
     SingleEntries single(server_, tree_, request_.place, {request_.source, copy(), request_.privateFolder},
                          tally_);
     if (auto error = single.send(*survey)) return error;
+    if (single.cameInBetween()) last = *single.cameInBetween();
   }
-  return errorWithPOSIXCode(EAGAIN, request_.place.name + ": on the server, entries vanish again and again");
 }
 
 std::optional<NSError> ImportJob::differences(const ImportSurvey& survey) const {

@@ -33,8 +33,9 @@ int makeEmpty(const std::string& path) {
 }  // namespace
 
 std::optional<NSError> SingleEntries::send(const ImportSurvey& survey) {
-  if (auto error = sendFolders(survey)) return error;
-  next_ = 0;
+  if (auto error = sendFolders(survey)) {
+    return goesOnAfter(*error) ? std::nullopt : error;
+  }
   {
     std::vector<std::jthread> workers;
     for (std::size_t count = 0; count < kAtOnce; ++count) {
@@ -71,14 +72,18 @@ void SingleEntries::work(const ImportSurvey& survey) {
     if (index >= tree_.entries.size()) return;
     const ImportEntry& entry = tree_.entries[index];
     if (entry.kind == Kind::folder || survey.entries[index] != Arrival::missing) continue;
-    if (auto error = sendFile(entry, index)) return failed(*std::move(error));
+    const auto error = sendFile(entry, index);
+    if (error && !goesOnAfter(*error)) return;
   }
 }
 
-void SingleEntries::failed(NSError error) {
-  next_ = tree_.entries.size();
+bool SingleEntries::goesOnAfter(const NSError& error) {
+  const bool goesOn = error.code() == EEXIST;
+  if (!goesOn) next_ = tree_.entries.size();
   const std::lock_guard lock(mutex_);
-  if (!error_) error_ = std::move(error);
+  auto& first = goesOn ? cameInBetween_ : error_;
+  if (!first) first = error;
+  return goesOn;
 }
 
 std::optional<NSError> SingleEntries::sendFile(const ImportEntry& entry, std::size_t index) {

@@ -25,8 +25,11 @@ class SingleEntries {
       : server_(server), tree_(tree), place_(place), folders_(std::move(folders)), tally_(tally) {}
 
   // BLOCKS: until all that is missing has been taken, or an entry has failed; those under way are waited for.
-  // ERRORS: the first entry's that failed; the message names it.
+  // ERRORS: the first entry's that failed; the message names it. What came to be on the server in between, by
+  // an earlier request or by somebody else, is no failure: the next look tells what it is.
   std::optional<NSError> send(const ImportSurvey& survey);
+  // The first of those.
+  const std::optional<NSError>& cameInBetween() const { return cameInBetween_; }
 
  private:
   std::optional<NSError> sendFolders(const ImportSurvey& survey);
@@ -34,7 +37,8 @@ class SingleEntries {
   // Where the bytes are to be taken from.
   std::expected<std::string, NSError> handedOver(const ImportEntry& entry, std::size_t index) const;
   void work(const ImportSurvey& survey);
-  void failed(NSError error);
+  // False when there is no use in going on.
+  bool goesOnAfter(const NSError& error);
   std::string parentOf(const ImportEntry& entry) const;
 
   const ImportServer& server_;
@@ -45,7 +49,7 @@ class SingleEntries {
 
   std::atomic<std::size_t> next_ = 0;
   std::mutex mutex_;
-  std::optional<NSError> error_;
+  std::optional<NSError> error_, cameInBetween_;
 };
 
 }  // namespace zelto

@@ -294,6 +294,21 @@ TEST_F(ImportJobTest, WhatIsThereWithOtherContentStaysAndIsTold) {
   EXPECT_THAT(reports_.back().error, HasSubstr("source"));
 }
 
+// As an upload does that an earlier process had begun.
+TEST_F(ImportJobTest, WhatArrivesInBetweenIsNoFailure) {
+  const NSError exists(NSCocoaErrorDomain, 516, {{NSLocalizedDescriptionKey, "it is there"}});
+  server_.scripted.next("create", "/share/source/three", ScriptedServer::Fate::fail, exists);
+  server_.scripted.next("create", "/share/source/a", ScriptedServer::Fate::fail, exists);
+  EXPECT_EQ(run(true), ImportJob::End::done);
+  expectEverythingThere();
+  server_.scripted.erase("/share/source/three");
+  for (int tries = 0; tries < 3; ++tries) {
+    server_.scripted.next("create", "/share/source/three", ScriptedServer::Fate::fail, exists);
+  }
+  EXPECT_EQ(run(true), ImportJob::End::failed) << "unless it never shows";
+  EXPECT_EQ(reports_.back().error, "three: it is there");
+}
+
 TEST_F(ImportJobTest, LinksAndSpecialFilesBecomeEmptyFiles) {
   fs::create_symlink("three", source() / "link");
   fs::create_symlink("/nowhere", source() / "a/dangling");
