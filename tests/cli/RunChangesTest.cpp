@@ -71,7 +71,8 @@ TEST_F(RunChangesTest, AnImportEndsWithTheWholeTreeOrNamesWhatFailed) {
   test::writeText(home_ / "tree/other", "");
   const Result imported = zelto("import " + (home_ / "tree/") + " " + share());
   EXPECT_EQ(0, imported.code) << imported.output;
-  EXPECT_EQ("tree  5 B, 3 entries\n", imported.output);
+  // Before it there may be a line that says that the extension's walk stood still.
+  EXPECT_TRUE(imported.output.ends_with("tree  5 B, 3 entries\n")) << imported.output;
   EXPECT_EQ("12345", test::contentOf(server("tree/folder/file")));
   EXPECT_EQ("12345", test::contentOf(share() + "/tree/folder/file"));
 
