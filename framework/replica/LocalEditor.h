@@ -90,6 +90,7 @@ class LocalEditor {
   NodeTable& table() { return around_.tree.table(); }
   const NodeTable& table() const { return around_.tree.table(); }
   LocalEntry entryOf(Slot slot);
+  std::string storedSymlinkTarget(Inode inode) const;
   std::string derivedIdentifier(Slot folder, std::string_view name) const;
   int commit(Draft& draft);
   void putEntry(Draft& draft, LocalEntry entry) { draft.edit.put.push_back(std::move(entry)); }

@@ -49,6 +49,8 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
   } else {
     entry.bound = true;
     entry.inode = node.inode;
+    // Whatever is noted of a link from now on says where it leads.
+    if (node.kind == NodeKind::symlink) entry.symlinkTarget = storedSymlinkTarget(node.inode);
     entry.version = versionOf(entry);
   }
   if (!entry.pending()) entry.order = changes_.nextOrder();
@@ -58,6 +60,13 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
   entry.fields = table().fields(slot);
   entry.listed = node.listed;
   return entry;
+}
+
+std::string LocalEditor::storedSymlinkTarget(Inode inode) const {
+  Journal::Chunk keepsAlive;
+  const auto row = around_.journal.find(inode, keepsAlive);
+  return row ? std::string(row->symlinkTarget)
+             : around_.reader.text(inode, ReplicaReader::Text::symlinkTarget);
 }
 
 std::string LocalEditor::derivedIdentifier(Slot folder, std::string_view name) const {

@@ -161,6 +161,19 @@ TEST_F(ReplicaChangesTest, DeletedAndThereAgainIsTheSame) {
   EXPECT_EQ(replica->version(again), FakeItem::versionOf(7));
 }
 
+// The server has an empty file in its place, so nobody but the replica knows where it leads.
+TEST_F(ReplicaChangesTest, ALinkMadeHereLeadsToTheSameThroughMovesAndRestarts) {
+  const auto inode = replica->create(at("a"), "link", {NodeKind::symlink, 0, "where/it/leads"})->node.inode;
+  replica->settle(*replica->beginStep(inode), fakeFile("/a", "link", 0));
+  open();
+  ASSERT_EQ(replica->rename(inode, at("b"), "moved", false), 0);
+  replica->settle(*replica->beginStep(inode), fakeFile("/b", "moved", 0));
+  EXPECT_EQ(replica->symlinkTarget(inode), "where/it/leads");
+  open();
+  EXPECT_EQ(at("b/moved"), inode);
+  EXPECT_EQ(replica->symlinkTarget(inode), "where/it/leads");
+}
+
 TEST_F(ReplicaChangesTest, AFreshRecordOfOneItem) {
   const Inode file = at("a/file");
   auto delta = replica->applyItem(file, fakeFile("/a", "file", 99, 9));
