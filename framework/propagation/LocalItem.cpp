@@ -19,6 +19,9 @@ std::optional<UTType> typeOf(const LocalStep& step) {
   std::optional<UTType> type;
   if (dot != std::string::npos && dot > 0)
     type = UTType::typeWithFilenameExtension(step.name.substr(dot + 1));
+  // A file may bear the name of a package, which is a folder; it is made as the file that it is.
+  if (type && type->conformsTo(UTType::directory()))
+    return UTType::typeWithMIMEType("application/octet-stream");
   return type ? type : UTType::typeWithMIMEType(mimeTypeForFilename(step.name));
 }
 

@@ -71,6 +71,13 @@ TEST_F(PropagatorTest, SafeSavesAreOneUpload) {
   EXPECT_TRUE(conflictsSoFar().empty());
 }
 
+TEST_F(PropagatorTest, AFileThatIsNamedLikeAPackageIsAFile) {
+  start();
+  write("share/notes.app", "text");
+  expectSent();
+  EXPECT_EQ(server.tree().at("/share/notes.app"), "text");
+}
+
 TEST_F(PropagatorTest, AFileSavedWhileItIsSentIsSentAgainAsItIsLast) {
   server.put("/share/file", "0");
   server.next("upload", "/share/file", Fate::hold);

@@ -173,7 +173,7 @@ class ScriptedServer final : public NSFileProviderPrincipal {
                                                         const NSFileProviderRequest&,
                                                         NSFileProviderItemCompletion handler) override {
     const std::string path = *itemTemplate->parentItemIdentifier() + "/" + *itemTemplate->filename();
-    const bool folder = itemTemplate->contentType()->conformsTo(UTType::folder());
+    const bool folder = itemTemplate->contentType()->conformsTo(UTType::directory());
     const bool mayExist = options == NSFileProviderCreateItemOptions::mayAlreadyExist;
     const auto taken = take(contents);
     return carryOut("create", path, std::move(handler), [=, this](auto& reply, std::optional<NSError> error) {
