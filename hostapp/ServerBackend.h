@@ -111,8 +111,8 @@ class ServerBackend {
   // are those of `writeError`. The folder that is changed has to be one that can be written.
 
   // The content under the path: instead of the file that is there, or, when creating, only where there is
-  // nothing. What stood for the earlier file (permission bits, owner, extended attributes) stays. What replaces
-  // a file is on disk before it does.
+  // nothing. What stood for the earlier file (permission bits, owner, extended attributes) stays. What
+  // replaces a file is on disk before it does.
   virtual std::expected<std::unique_ptr<BackendWork>, NSError> upload(const UploadRequest& request) = 0;
   // ERRORS: also where there is a folder of that name already.
   virtual std::expected<BackendEntry, NSError> createFolder(const std::string& path) = 0;
