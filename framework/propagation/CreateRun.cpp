@@ -21,6 +21,22 @@ bool isFile(const NSFileProviderItemPtr& item) {
 }  // namespace
 
 void CreateRun::start() {
+  if (!step_.sentBefore) return send();
+  auto then = [this](const Look& look) { sentBefore(look); };
+  step_.node.kind == NodeKind::file ? look(step_.destination(), then) : find(step_.destination(), then);
+}
+
+// It has been sent once already, and the answer was lost.
+void CreateRun::sentBefore(const Look& look) {
+  if (look.what == Look::What::unknown) return fail(look.error);
+  if (look.what == Look::What::gone) return step_.repeated ? forgetAttempt() : send();
+  if (step_.node.kind == NodeKind::file ? isSentBefore(look.item) : isSame(look.item)) {
+    return settleAsSentBefore(look.item);
+  }
+  exists(look);
+}
+
+void CreateRun::send() {
   const bool folder = step_.node.kind == NodeKind::folder;
   if (step_.node.kind == NodeKind::file && !exportContent()) return;
   auto handler = expect<NSFileProviderItemPtr, Fields, bool, std::optional<NSError>>(
@@ -47,8 +63,14 @@ void CreateRun::created(const NSFileProviderItemPtr& item, const std::optional<N
     case ENOENT:
       return failOrRemakeParent(*error);
     default:
-      return fail(error);
+      return refuse(error);
   }
+}
+
+// Something other than a file, which has no content to compare.
+bool CreateRun::isSame(const NSFileProviderItemPtr& item) const {
+  if (step_.node.kind == NodeKind::folder) return !isFile(item) && !item->symlinkTargetPath();
+  return item->symlinkTargetPath() == step_.symlinkTarget;
 }
 
 void CreateRun::exists(const Look& look) {
@@ -57,12 +79,18 @@ void CreateRun::exists(const Look& look) {
     return fail(errorWithPOSIXCode(EBUSY, "what stood in its place is gone again"));
   }
   const NSFileProviderItemPtr item = look.item;
-  if (step_.node.kind != NodeKind::file || !isFile(item)) return keepBoth(item);
-  if (item->documentSize() != static_cast<std::int64_t>(step_.node.size)) return keepBoth(item);
+  if (step_.node.kind != NodeKind::file && isSame(item)) return settle(item);
+  if (step_.node.kind != NodeKind::file || !isFile(item)) return occupied(item);
+  if (item->documentSize() != static_cast<std::int64_t>(step_.node.size)) return occupied(item);
   compare(step_.destination(), [this, item](const Comparison& comparison) {
     if (comparison.error) return fail(comparison.error);
-    comparison.same ? settle(comparison.item) : keepBoth(item);
+    comparison.same ? settle(comparison.item) : occupied(item);
   });
+}
+
+// Something else stands there.
+void CreateRun::occupied(const NSFileProviderItemPtr& item) {
+  step_.repeated ? forgetAttempt() : keepBoth(item);
 }
 
 }  // namespace zelto

@@ -33,12 +33,22 @@ void MoveRun::moved(const NSFileProviderItemPtr& item, Fields asked, Fields pend
   }
   switch (errnoForError(*error)) {
     case EEXIST:
-      return keepBoth(nullptr);
+      return occupied(*error);
     case ENOENT:
       return find(step_.destination(), [this, error = *error](const Look& look) { notFound(error, look); });
     default:
-      return fail(error);
+      return refuse(error);
   }
+}
+
+// By something else, or by itself after an earlier request.
+void MoveRun::occupied(const NSError& error) {
+  if (!step_.sentBefore) return keepBoth(nullptr);
+  find(step_.identifier, [this, error](const Look& source) {
+    if (source.what == Look::What::unknown) return fail(source.error);
+    if (source.what == Look::What::found) return step_.repeated ? forgetAttempt() : keepBoth(nullptr);
+    find(step_.destination(), [this, error](const Look& look) { notFound(error, look); });
+  });
 }
 
 // Either it was moved before without our being told, or it or its new folder is gone.
@@ -50,6 +60,7 @@ void MoveRun::notFound(const NSError& error, const Look& destination) {
   }
   find(step_.identifier, [this, error](const Look& source) {
     if (source.what == Look::What::gone) return serverLost(step_.node.inode);
+    if (source.what == Look::What::found && step_.repeated) return forgetAttempt();
     failOrRemakeParent(error);
   });
 }

@@ -100,8 +100,6 @@ void Propagator::start() {
     const std::lock_guard lock(mutex_);
     for (const Inode inode : inodes) sending_.add(inode, Clock::now());
   }
-  queue_->async(
-      [self = shared_from_this(), inodes] { self->ofEarlierRuns_.insert(inodes.begin(), inodes.end()); });
   wake();
 }
 
@@ -223,8 +221,6 @@ void Propagator::begin(const SendQueue::Taken& taken) {
 
 void Propagator::wait(Inode inode, const LocalWait& why) {
   if (why.why == LocalWait::Why::nothing) {
-    sent_.erase(inode);
-    ofEarlierRuns_.erase(inode);
     takenWhileOpen_.erase(inode);
   }
   const std::lock_guard lock(mutex_);
@@ -246,35 +242,22 @@ bool Propagator::isTakenAsItIs(Inode inode) {
   if (taken == takenWhileOpen_.end()) return false;
   const auto step = replica_.beginStep(inode, true);
   if (!step) return false;
-  replica_.stepFailed(*step);
+  replica_.stepFailed(*step, step->kind != LocalStep::Kind::upload);
   return step->kind == LocalStep::Kind::upload && step->contentRevision == taken->second;
 }
 
 void Propagator::run(LocalStep step) {
   const Inode inode = step.node.inode;
-  const auto before = sentBefore(step);
-  auto run =
-      StepRun::make(stepParts_, std::move(step), before, [weak = weak_from_this(), inode](StepResult result) {
-        if (const auto self = weak.lock()) self->ended(inode, std::move(result));
-      });
+  auto run = StepRun::make(stepParts_, std::move(step), [weak = weak_from_this(), inode](StepResult result) {
+    if (const auto self = weak.lock()) self->ended(inode, std::move(result));
+  });
   runs_[inode] = run;
   run->start();
 }
 
-std::optional<SentContent> Propagator::sentBefore(const LocalStep& step) const {
-  const auto sent = sent_.find(step.node.inode);
-  if (sent != sent_.end()) return sent->second;
-  // Of an earlier run nothing is known: it may have sent what is here.
-  if (!ofEarlierRuns_.contains(step.node.inode)) return std::nullopt;
-  return SentContent{step.node.size, step.node.modifiedNs};
-}
-
 void Propagator::ended(Inode inode, StepResult result) {
   runs_.erase(inode);
-  if (result.sent) sent_[inode] = *result.sent;
   if (result.kind == StepResult::Kind::settled) {
-    sent_.erase(inode);
-    ofEarlierRuns_.erase(inode);
     if (result.takenRevision) takenWhileOpen_[inode] = *result.takenRevision;
   }
   note(inode, result);

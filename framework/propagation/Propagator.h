@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "framework/propagation/SendQueue.h"
@@ -113,7 +112,6 @@ class Propagator : public std::enable_shared_from_this<Propagator> {
   // How long ago a file was last written to.
   std::chrono::milliseconds quietFor(Inode inode) const;
   bool isTakenAsItIs(Inode inode);
-  std::optional<SentContent> sentBefore(const LocalStep& step) const;
   void ended(Inode inode, StepResult result);
   void note(Inode inode, StepResult& result);
   void armTimer();
@@ -139,8 +137,6 @@ class Propagator : public std::enable_shared_from_this<Propagator> {
 
   // On the queue alone.
   std::unordered_map<Inode, std::shared_ptr<StepRun>> runs_;
-  std::unordered_map<Inode, SentContent> sent_;
-  std::unordered_set<Inode> ofEarlierRuns_;
   std::unordered_map<Inode, std::uint64_t> takenWhileOpen_;  // content revisions that the server has
 
   mutable std::mutex mutex_;  // guards what follows

@@ -15,7 +15,8 @@ void RemoveRun::start() {
                         [this](const std::vector<NSFileProviderItemPtr>& items,
                                const std::optional<NSError>& error) { listed(items, error); });
     case NodeKind::symlink:
-      return send();  // has no content that could be another
+      if (!step_.uncertain) return send();  // has no content that could be another
+      return find(step_.identifier, [this](const Look& now) { found(now); });
   }
 }
 
@@ -23,7 +24,14 @@ void RemoveRun::looked(const Look& now) {
   if (now.what == Look::What::unknown) return fail(now.error);
   if (now.what == Look::What::gone) return settle(nullptr);
   if (isVersionOfStep(now.item) || isSentBefore(now.item)) return send();
+  if (step_.uncertain) return settle(nullptr);  // what was sent did not arrive; this is another one
   giveUpRemoval(now.item, "it was changed on the server meanwhile");
+}
+
+void RemoveRun::found(const Look& now) {
+  if (now.what == Look::What::unknown) return fail(now.error);
+  const bool ours = now.what == Look::What::found && now.item->symlinkTargetPath() == step_.symlinkTarget;
+  ours ? send() : settle(nullptr);
 }
 
 void RemoveRun::listed(const std::vector<NSFileProviderItemPtr>& items, const std::optional<NSError>& error) {

@@ -23,11 +23,10 @@ constexpr double kSameTime = 0.002;
 
 }  // namespace
 
-std::shared_ptr<StepRun> StepRun::make(std::shared_ptr<const StepParts> parts, LocalStep step,
-                                       std::optional<SentContent> sentBefore, Done done) {
+std::shared_ptr<StepRun> StepRun::make(std::shared_ptr<const StepParts> parts, LocalStep step, Done done) {
   using Kind = LocalStep::Kind;
   const auto run = [&]<typename Run>(std::type_identity<Run>) -> std::shared_ptr<StepRun> {
-    return std::make_shared<Run>(std::move(parts), std::move(step), sentBefore, std::move(done));
+    return std::make_shared<Run>(std::move(parts), std::move(step), std::move(done));
   };
   switch (step.kind) {
     case Kind::create:
@@ -95,7 +94,6 @@ void StepRun::end(StepResult result) {
   if (request_) request_->cancel();
   request_.reset();
   if (!exportPath_.empty()) ::unlink(exportPath_.c_str());
-  if (result.kind != StepResult::Kind::settled) result.sent = sent_;
   done(std::move(result));
 }
 
@@ -123,6 +121,25 @@ void StepRun::fail(const std::optional<NSError>& error) {
   parts_->replica.stepFailed(step_);
   end({.kind = StepResult::Kind::failed,
        .error = error ? error : errorWithPOSIXCode(EIO, "The extension gave no reason.")});
+}
+
+void StepRun::refuse(const std::optional<NSError>& error) {
+  parts_->replica.stepFailed(step_, true);
+  end({.kind = StepResult::Kind::failed,
+       .error = error ? error : errorWithPOSIXCode(EIO, "The extension gave no reason.")});
+}
+
+void StepRun::forgetAttempt() {
+  parts_->replica.stepFailed(step_, true);
+  end({.kind = StepResult::Kind::again});
+}
+
+void StepRun::settleAsSentBefore(const NSFileProviderItemPtr& item) {
+  const SentContent& sent = *step_.sentBefore;
+  if (step_.node.size == sent.size && step_.node.modifiedNs == sent.modifiedNs) return settle(item);
+  step_.contentRevision = 0;
+  apply(parts_->replica.settle(step_, item));
+  end({.kind = StepResult::Kind::again});
 }
 
 void StepRun::serverLost(Inode inode) {
@@ -198,10 +215,13 @@ bool StepRun::isVersionOfStep(const NSFileProviderItemPtr& item) const {
 }
 
 bool StepRun::isSentBefore(const NSFileProviderItemPtr& item) const {
-  if (!sentBefore_ || item->documentSize() != static_cast<std::int64_t>(sentBefore_->size)) return false;
+  const auto& before = step_.sentBefore;
+  if (!before || item->documentSize() != static_cast<std::int64_t>(before->size)) return false;
   const auto date = item->contentModificationDate();
-  const auto sent = dateForNanoseconds(sentBefore_->modifiedNs);
-  return date && std::abs(date->timeIntervalSince1970() - sent.timeIntervalSince1970()) < kSameTime;
+  const auto sent = dateForNanoseconds(before->modifiedNs);
+  if (!date) return false;
+  const double later = date->timeIntervalSince1970() - sent.timeIntervalSince1970();
+  return later > -kSameTime && (later < kSameTime || !before->dated);
 }
 
 }  // namespace zelto

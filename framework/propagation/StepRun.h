@@ -16,12 +16,6 @@
 
 namespace zelto {
 
-// A content as it was handed to the extension: what the server has if it took it after all.
-struct SentContent {
-  std::uint64_t size = 0;
-  std::int64_t modifiedNs = 0;
-};
-
 // What became of one step.
 struct StepResult {
   enum class Kind : std::uint8_t {
@@ -31,8 +25,7 @@ struct StepResult {
     interrupted,  // by the host's end, or because it was given up here
   };
   Kind kind = Kind::settled;
-  std::optional<NSError> error = {};     // of a failure
-  std::optional<SentContent> sent = {};  // the server may have taken this, though the step is not settled
+  std::optional<NSError> error = {};                // of a failure
   std::optional<std::uint64_t> takenRevision = {};  // of the content, where one was settled
 };
 
@@ -58,12 +51,9 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
  public:
   using Done = std::move_only_function<void(StepResult)>;
 
-  // `sentBefore`: what the server may have taken of this item without our being told.
-  static std::shared_ptr<StepRun> make(std::shared_ptr<const StepParts> parts, LocalStep step,
-                                       std::optional<SentContent> sentBefore, Done done);
-  StepRun(std::shared_ptr<const StepParts> parts, LocalStep step, std::optional<SentContent> sentBefore,
-          Done done)
-      : parts_(std::move(parts)), step_(std::move(step)), sentBefore_(sentBefore), done_(std::move(done)) {}
+  static std::shared_ptr<StepRun> make(std::shared_ptr<const StepParts> parts, LocalStep step, Done done);
+  StepRun(std::shared_ptr<const StepParts> parts, LocalStep step, Done done)
+      : parts_(std::move(parts)), step_(std::move(step)), done_(std::move(done)) {}
   virtual ~StepRun() = default;
 
   virtual void start() = 0;
@@ -117,6 +107,12 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   // ---- ends
   void settle(const NSFileProviderItemPtr& item);
   void fail(const std::optional<NSError>& error);
+  // Likewise, and the server is certain not to have taken the step.
+  void refuse(const std::optional<NSError>& error);
+  // What was sent before has come to nothing: the next step is another one.
+  void forgetAttempt();
+  // The server has what was sent before; what was written since is sent next.
+  void settleAsSentBefore(const NSFileProviderItemPtr& item);
   // The server lost the item, or the folder that it stands in.
   void serverLost(Inode inode);
   // The folder around it may be gone: it is made anew then. Else the step has failed with the error.
@@ -132,8 +128,6 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
 
   const std::shared_ptr<const StepParts> parts_;
   LocalStep step_;
-  const std::optional<SentContent> sentBefore_;
-  std::optional<SentContent> sent_;
 
  private:
   void renewRequest();

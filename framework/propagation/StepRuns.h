@@ -14,8 +14,12 @@ class CreateRun final : public StepRun {
   void start() override;
 
  private:
+  void send();
   void created(const NSFileProviderItemPtr& item, const std::optional<NSError>& error);
+  void sentBefore(const Look& look);
   void exists(const Look& look);
+  void occupied(const NSFileProviderItemPtr& item);
+  bool isSame(const NSFileProviderItemPtr& item) const;
 };
 
 // New bytes for a file that the server has; only over the version that they were made from.
@@ -27,7 +31,6 @@ class UploadRun final : public StepRun {
  private:
   void looked(const Look& look);
   void compared(const Comparison& comparison);
-  bool isAsSent() const;
   void send();
   void sent(const NSFileProviderItemPtr& item, const std::optional<NSError>& error);
 };
@@ -42,6 +45,7 @@ class MoveRun final : public StepRun {
   void send(const std::string& identifier, NSFileProviderItemFields fields);
   void moved(const NSFileProviderItemPtr& item, NSFileProviderItemFields asked,
              NSFileProviderItemFields pending, const std::optional<NSError>& error);
+  void occupied(const NSError& error);
   void notFound(const NSError& error, const Look& destination);
 };
 
@@ -53,6 +57,7 @@ class RemoveRun final : public StepRun {
 
  private:
   void looked(const Look& look);
+  void found(const Look& look);
   void listed(const std::vector<NSFileProviderItemPtr>& items, const std::optional<NSError>& error);
   bool isRemovedHere(const NSFileProviderItemPtr& item) const;
   void send();

@@ -1,7 +1,5 @@
 #include <cerrno>
 
-#include <sys/stat.h>
-
 #include "framework/propagation/StepRuns.h"
 #include "framework/requests/Errno.h"
 
@@ -17,11 +15,7 @@ void UploadRun::looked(const Look& now) {
   if (now.what == Look::What::unknown) return fail(now.error);
   if (now.what == Look::What::gone) return serverLost(step_.node.inode);
   if (isVersionOfStep(now.item)) return send();
-  if (isSentBefore(now.item)) {
-    // It was ours, whose answer was lost; there may be newer bytes by now.
-    if (!exportContent()) return;
-    return isAsSent() ? settle(now.item) : send();
-  }
+  if (isSentBefore(now.item)) return settleAsSentBefore(now.item);
   if (now.item->documentSize() != static_cast<std::int64_t>(step_.node.size)) return keepBoth(now.item);
   compare(step_.identifier, [this](const Comparison& comparison) { compared(comparison); });
 }
@@ -33,17 +27,8 @@ void UploadRun::compared(const Comparison& comparison) {
   comparison.same ? settle(comparison.item) : keepBoth(comparison.item);
 }
 
-// Whether the file still is what was sent before. REQUIRES: exported just now.
-bool UploadRun::isAsSent() const {
-  const auto node = parts_->replica.node(step_.node.inode);
-  return node && node->size == sentBefore_->size && node->modifiedNs == sentBefore_->modifiedNs;
-}
-
 void UploadRun::send() {
   if (!exportContent()) return;
-  struct stat status {};
-  ::stat(exported()->path().c_str(), &status);
-  sent_ = SentContent{static_cast<std::uint64_t>(status.st_size), step_.node.modifiedNs};
   auto handler = expect<NSFileProviderItemPtr, Fields, bool, std::optional<NSError>>(
       [this](const NSFileProviderItemPtr& item, Fields, bool, const std::optional<NSError>& error) {
         sent(item, error);
@@ -55,7 +40,7 @@ void UploadRun::send() {
 
 void UploadRun::sent(const NSFileProviderItemPtr& item, const std::optional<NSError>& error) {
   if (!error) return settle(item);
-  errnoForError(*error) == ENOENT ? serverLost(step_.node.inode) : fail(error);
+  errnoForError(*error) == ENOENT ? serverLost(step_.node.inode) : refuse(error);
 }
 
 }  // namespace zelto

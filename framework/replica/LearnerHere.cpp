@@ -17,6 +17,9 @@ bool Learner::isHidden(const ItemRecord& record, Slot slot) {
   }
   const LocalEntry* const elsewhere = changes.elsewhereFor(record.identifier);
   if (elsewhere != nullptr && (elsewhere->removed || !elsewhere->bound)) return true;
+  const LocalEntry* const attempted = changes.attemptedAt(record.identifier);
+  const Inode here = slot == kNoSlot ? 0 : table_[slot].inode;
+  if (attempted != nullptr && attempted->inode != here && attempted->pending()) return true;
   if (here_.asked && changes.settledSince(*here_.asked, record.identifier)) return true;
   if (slot == kNoSlot) return false;
   if (here_.asked && changes.settledSince(*here_.asked, table_[slot].inode)) return true;

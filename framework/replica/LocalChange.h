@@ -23,6 +23,14 @@ struct LocalAttributes {
   std::optional<std::int64_t> accessedNs;
 };
 
+// A content as it was handed to the extension.
+struct SentContent {
+  std::uint64_t size = 0;
+  std::int64_t modifiedNs = 0;
+  bool dated =
+      false;  // the server was told the date; what is created has a date of its own there, a later one
+};
+
 // One thing to ask the extension for, as the replica stands. An item may need several, one after the other.
 struct LocalStep {
   enum class Kind : std::uint8_t { create, upload, move, remove, metadata };
@@ -36,8 +44,14 @@ struct LocalStep {
   NSFileProviderItemVersion version;  // what the server had at the last sync; empty for a creation
   NSFileProviderItemFields metadata =
       NSFileProviderItemFields::none;  // which fields a metadata step is about
-  std::uint64_t contentRevision = 0;   // set by `exportContent`
+  std::uint64_t contentRevision = 0;   // set by `exportContent`; 0 for bytes older than those that are here
   bool throughTemporaryName = false;   // a move that makes room in a circle of moves
+  // What was sent of it before without an answer: the server may have it.
+  std::optional<SentContent> sentBefore;
+  // It was sent before without an answer, and has another place here by now: what became of it comes first.
+  bool repeated = false;
+  // A removal of what was sent without an answer: the server has it if it has what was sent.
+  bool uncertain = false;
 
   // Where it is to stand on the server.
   std::string destination() const { return parentIdentifier + "/" + name; }

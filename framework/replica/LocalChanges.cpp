@@ -44,6 +44,11 @@ const LocalEntry* LocalChanges::elsewhereFor(std::string_view identifier) const 
   return at == elsewhere_.end() ? nullptr : find(at->second);
 }
 
+const LocalEntry* LocalChanges::attemptedAt(std::string_view identifier) const {
+  const auto at = attempts_.find(identifier);
+  return at == attempts_.end() ? nullptr : find(at->second);
+}
+
 const LocalEntry* LocalChanges::elsewhereBelow(std::string_view identifier) const {
   const std::string prefix = std::string(identifier) + "/";
   const auto at = elsewhere_.lower_bound(prefix);
@@ -88,6 +93,7 @@ void LocalChanges::place(LocalEntry entry) {
   const Inode inode = entry.inode;
   erase(inode);
   if (!entry.identifier.empty()) elsewhere_.insert_or_assign(entry.identifier, inode);
+  if (!entry.attempt.empty()) attempts_.insert_or_assign(entry.attempt, inode);
   entries_.insert_or_assign(inode, std::move(entry));
 }
 
@@ -96,6 +102,8 @@ void LocalChanges::erase(Inode inode) {
   const auto at = entries_.find(inode);
   if (at == entries_.end()) return;
   forgetIdentifier(at->second);
+  const auto attempt = attempts_.find(at->second.attempt);
+  if (attempt != attempts_.end() && attempt->second == inode) attempts_.erase(attempt);
   entries_.erase(at);
 }
 

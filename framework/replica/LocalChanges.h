@@ -29,6 +29,8 @@ class LocalChanges {
   const LocalEntry* find(Inode inode) const;
   // The moved or removed node that the server has under this identifier, or soon will.
   const LocalEntry* elsewhereFor(std::string_view identifier) const;
+  // The node that the server may have under this identifier by a request whose end is not known.
+  const LocalEntry* attemptedAt(std::string_view identifier) const;
   // Some such node below a folder's identifier; null for none.
   const LocalEntry* elsewhereBelow(std::string_view identifier) const;
   std::vector<Inode> oldestFirst() const;
@@ -71,6 +73,7 @@ class LocalChanges {
   LocalLog log_;
   std::unordered_map<Inode, LocalEntry> entries_;
   std::map<std::string, Inode, std::less<>> elsewhere_;  // by the server's identifier
+  std::map<std::string, Inode, std::less<>> attempts_;   // by where the server may have it
   std::unordered_map<Inode, std::uint64_t> late_;        // by the chunk after which the log may forget them
   std::uint64_t nextOrder_ = 1;
   std::uint64_t settled_ = 0;

@@ -61,7 +61,8 @@ class LocalEditor {
 
   // ---- LocalEditorSteps.cpp
   std::expected<LocalStep, LocalWait> beginStep(Inode inode, bool evenIfOpen);
-  void stepFailed(const LocalStep& step);
+  void stepFailed(const LocalStep& step, bool refused);
+  void noteAttempt(const LocalStep& step);
   LocalChangeInfo describe(const LocalEntry& entry) const;
 
   // ---- LocalEditorSettling.cpp
@@ -112,6 +113,9 @@ class LocalEditor {
   std::expected<LocalStep, LocalWait> stepFor(LocalEntry& entry, bool evenIfOpen);
   std::expected<LocalStep, LocalWait> removalStep(const LocalEntry& entry);
   std::expected<LocalStep, LocalWait> placeStep(const LocalEntry& entry, Slot slot, LocalStep step);
+  std::expected<LocalStep, LocalWait> repeatedStep(const LocalEntry& entry, Slot slot);
+  static LocalEntry presumed(LocalEntry entry);
+  bool isPlaceUncertain(const LocalEntry& entry, Slot slot) const;
   LocalStep blankStep(const LocalEntry& entry, LocalStep::Kind kind) const;
   Inode movingAbove(Slot slot) const;
   bool concernsBelow(const LocalEntry& entry, std::string_view folder) const;
@@ -135,13 +139,16 @@ class LocalEditor {
   void dropSubtree(Slot slot, ReplicaDelta& delta);
   void dropFromMemory(Slot slot);
 
+  bool isInPlace(const LocalEntry& entry, Slot slot) const;
   bool isOfUse(LocalEntry& entry);
   void setAside(const LocalEntry& entry);
+  void dropPredecessor(const LocalEntry& entry);
   bool restore(LocalEntry& entry);
 
   const Surroundings around_;
   LocalChanges changes_;
-  std::set<Inode> inFlight_;  // steps that are being taken
+  std::set<Inode> inFlight_;        // steps that are being taken
+  std::set<Inode> uncertainMoves_;  // folders that the server may have moved, which is still to be found out
 };
 
 // Now, as nodes keep it.

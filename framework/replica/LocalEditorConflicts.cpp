@@ -23,6 +23,7 @@ void LocalEditor::unbind(Slot slot, Draft& draft) {
   if (entry.bound) draft.rowsGone.emplace_back(entry.inode, entry.fields.kind);
   entry.bound = entry.moved = false;
   entry.identifier.clear();
+  entry.attempt.clear();
   entry.version.clear();
   entry.metadata = 0;
   entry.content = entry.fields.kind == NodeKind::file;
@@ -41,7 +42,10 @@ std::expected<ReplicaDelta, int> LocalEditor::keepBoth(Slot slot, std::string_vi
   } else {
     putEntry(draft, entryOf(slot));
   }
-  draft.edit.put.back().name = newName;
+  LocalEntry& kept = draft.edit.put.back();
+  kept.name = newName;
+  kept.attempt.clear();
+  if (!kept.bound) kept.identifier.clear();
   if (const int code = commit(draft)) return std::unexpected(code);
 
   ReplicaDelta delta;

@@ -51,8 +51,9 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
     entry.inode = node.inode;
     // Whatever is noted of a link from now on says where it leads.
     if (node.kind == NodeKind::symlink) entry.symlinkTarget = storedSymlinkTarget(node.inode);
-    entry.version = versionOf(entry);
   }
+  // The database may be about to hear of it only.
+  if (entry.bound && entry.version.empty()) entry.version = versionOf(entry);
   if (!entry.pending()) entry.order = changes_.nextOrder();
   entry.inode = node.inode;
   entry.parent = table()[node.parent].inode;
@@ -117,12 +118,14 @@ std::string LocalEditor::versionOf(const LocalEntry& entry) const {
 }
 
 bool LocalEditor::mayTakeOver(const LocalEntry& entry) const {
-  return !entry.bound && !entry.inFlight && !entry.removed && entry.fields.kind == NodeKind::file &&
-         !staysLocal(entry.name);
+  return !entry.bound && !entry.inFlight && !entry.removed && entry.attempt.empty() &&
+         entry.fields.kind == NodeKind::file && !staysLocal(entry.name);
 }
 
 bool LocalEditor::mayBeTakenOver(const LocalEntry& entry) const {
-  return entry.bound && !entry.inFlight && entry.fields.kind == NodeKind::file;
+  // Where the server has it must be known.
+  return entry.bound && !entry.inFlight && entry.fields.kind == NodeKind::file &&
+         !isPlaceUncertain(entry, table().slotForInode(entry.inode));
 }
 
 void LocalEditor::takeOver(LocalEntry& entry, const LocalEntry& from, Draft& draft) {
@@ -130,10 +133,12 @@ void LocalEditor::takeOver(LocalEntry& entry, const LocalEntry& from, Draft& dra
   entry.moved = false;
   entry.identifier.clear();
   entry.version = versionOf(from);
+  entry.attempt = from.attempt;
+  entry.sent = from.sent;
   entry.fields.versionTag = from.fields.versionTag;
   entry.takenRevision = 0;
   ++entry.contentRevision;
-  draft.rowsGone.emplace_back(from.inode, from.fields.kind);
+  if (!entry.version.empty()) draft.rowsGone.emplace_back(from.inode, from.fields.kind);
 }
 
 // The new file stands where the server has one that was removed or set aside here.
@@ -162,6 +167,7 @@ bool LocalEditor::takeOverFromBackup(LocalEntry& entry, const std::string& ident
   aside.bound = aside.moved = false;
   aside.content = true;
   aside.identifier.clear();
+  aside.attempt.clear();
   aside.version.clear();
   draft.unbound = backup;
   putEntry(draft, std::move(aside));
@@ -228,9 +234,11 @@ Slot LocalEditor::successorAt(const std::string& identifier) {
 // another file takes over what the server has.
 void LocalEditor::leave(Slot slot, Draft& draft, LocalEntry* successor) {
   LocalEntry entry = entryOf(slot);
-  if (!entry.bound && !entry.inFlight) return draft.edit.drop.push_back(entry.inode);
-  if (entry.bound && !entry.moved) entry.identifier = around_.tree.identifier(slot);
-  if (mayBeTakenOver(entry)) {
+  if (!entry.bound && !entry.inFlight && entry.attempt.empty()) return draft.edit.drop.push_back(entry.inode);
+  const bool unsure = !entry.bound && !entry.inFlight;
+  if (unsure) entry = presumed(std::move(entry));
+  if (entry.bound && !entry.moved && !unsure) entry.identifier = around_.tree.identifier(slot);
+  if (!unsure && mayBeTakenOver(entry)) {
     if (successor != nullptr && !entry.moved && mayTakeOver(*successor)) {
       takeOver(*successor, entry, draft);
       return draft.edit.drop.push_back(entry.inode);

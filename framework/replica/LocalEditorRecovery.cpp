@@ -7,17 +7,31 @@
 
 namespace zelto {
 
+bool LocalEditor::isInPlace(const LocalEntry& entry, Slot slot) const {
+  const TableNode& node = table()[slot];
+  return table()[node.parent].inode == entry.parent && node.name() == entry.name &&
+         table().ownIdentifier(slot).empty();
+}
+
 // What the database says of the node, where it knows better, and whether its bytes are here.
 bool LocalEditor::isOfUse(LocalEntry& entry) {
   const Slot slot = around_.tree.loadNode(entry.inode);
   if (!entry.bound) {
-    if (entry.removed) return false;
-    entry.identifier.clear();
+    if (entry.removed && entry.attempt.empty()) return false;
+    if (entry.removed) entry = presumed(std::move(entry));
+    entry.identifier = entry.attempt;
     // The server took the creation, and the process died before the log was told.
-    if (slot != kNoSlot) {
+    if (slot != kNoSlot && !entry.removed) {
       entry.bound = entry.moved = true;
       entry.identifier = around_.tree.identifier(slot);
     }
+  }
+  // The server took the move, and the process died before the log was told: the database knows it in its
+  // place. Of what is still to be moved it knows none.
+  if (entry.bound && entry.moved && slot != kNoSlot && isInPlace(entry, slot)) {
+    entry.moved = false;
+    entry.identifier.clear();
+    entry.attempt.clear();
   }
   if (!entry.pending() && slot == kNoSlot) return false;
   if (entry.content && entry.fields.kind == NodeKind::file) {
@@ -31,6 +45,8 @@ bool LocalEditor::isOfUse(LocalEntry& entry) {
   }
   entry.writing = false;
   entry.contentRevision = 1;
+  const bool mayHaveMoved = entry.bound && entry.moved && entry.fields.kind == NodeKind::folder;
+  if (mayHaveMoved && !entry.attempt.empty()) uncertainMoves_.insert(entry.inode);
   return true;
 }
 
@@ -43,6 +59,21 @@ void LocalEditor::setAside(const LocalEntry& entry) {
   if (table().ownIdentifier(slot).empty()) table().setOwnIdentifier(slot, around_.tree.identifier(slot));
   table().unlink(slot);
   table()[slot].parent = table().root();
+}
+
+// What the database still shows where the server has this node: the node has taken that over, and then left.
+void LocalEditor::dropPredecessor(const LocalEntry& entry) {
+  const auto cut = entry.identifier.rfind('/');
+  if (!entry.bound || cut == std::string::npos) return;
+  const std::string_view identifier = entry.identifier;
+  const Slot folder = cut == 0 ? table().root() : around_.tree.loadIdentifier(identifier.substr(0, cut));
+  if (folder == kNoSlot || table()[folder].kind != NodeKind::folder) return;
+  around_.tree.loadChildren(folder);
+  const Slot there = table().child(folder, identifier.substr(cut + 1));
+  if (there == kNoSlot || table()[there].inode == entry.inode || !table().ownIdentifier(there).empty())
+    return;
+  ReplicaDelta ignored;
+  dropSubtree(there, ignored);
 }
 
 // Puts a node at its place here. False when its folder is not known (yet).
@@ -89,6 +120,7 @@ int LocalEditor::recover() {
   if (!kept) return kept.error();
   std::erase_if(*kept, [this](LocalEntry& entry) { return !isOfUse(entry); });
   for (const LocalEntry& entry : *kept) setAside(entry);
+  for (const LocalEntry& entry : *kept) dropPredecessor(entry);
   std::vector<LocalEntry*> waiting;
   for (LocalEntry& entry : *kept) {
     if (!entry.removed) waiting.push_back(&entry);

@@ -7,10 +7,12 @@ namespace zelto {
 
 ReplicaDelta LocalEditor::settle(const LocalStep& step, const NSFileProviderItemPtr& item) {
   inFlight_.erase(step.node.inode);
+  uncertainMoves_.erase(step.node.inode);
   LocalEntry* const running = changes_.running(step.node.inode);
   if (running == nullptr) return {};
   running->inFlight = false;
   LocalEntry next = *running;
+  next.attempt.clear();
   if (step.kind == LocalStep::Kind::remove) return settleRemoval(next, step.identifier);
   const Slot slot = table().slotForInode(next.inode);
   if (slot == kNoSlot) {
@@ -33,7 +35,7 @@ ReplicaDelta LocalEditor::settle(const LocalStep& step, const NSFileProviderItem
 ReplicaDelta LocalEditor::settleRemoval(const LocalEntry& entry, const std::string& identifier) {
   const NodeKind kind = entry.fields.kind;
   changes_.noteSettled(entry.inode, identifier);
-  pushRemoval(entry.inode, kind);
+  if (!versionOf(entry).empty()) pushRemoval(entry.inode, kind);
   changes_.settleLate(entry.inode, around_.journal.pushedSoFar());
   return {};
 }
@@ -115,8 +117,12 @@ ReplicaDelta LocalEditor::settleBound(const LocalStep& step, const NSFileProvide
 void LocalEditor::followMove(const std::string& from, const std::string& to, Draft& draft) {
   const std::string prefix = from + "/";
   changes_.forEach([&](const LocalEntry& entry) {
-    if (!entry.identifier.starts_with(prefix) || !entry.bound) return;
     LocalEntry followed = entry;
+    if (entry.attempt.starts_with(prefix)) followed.attempt = to + entry.attempt.substr(from.size());
+    if (!entry.identifier.starts_with(prefix) || !entry.bound) {
+      if (followed.attempt != entry.attempt) putEntry(draft, std::move(followed));
+      return;
+    }
     followed.identifier = to + entry.identifier.substr(from.size());
     const Slot slot = table().slotForInode(entry.inode);
     if (slot != kNoSlot && !entry.removed) table().setOwnIdentifier(slot, followed.identifier);

@@ -24,15 +24,60 @@ std::expected<LocalStep, LocalWait> LocalEditor::beginStep(Inode inode, bool eve
   if (!step) return step;
   entry->inFlight = true;
   inFlight_.insert(inode);
-  if (step->kind == LocalStep::Kind::create) changes_.expectAs(inode, step->destination());
+  using Kind = LocalStep::Kind;
+  if (step->kind == Kind::create) changes_.expectAs(inode, step->destination());
+  const bool file = step->node.kind == NodeKind::file;
+  if (step->kind == Kind::move || (step->kind == Kind::create && !file)) noteAttempt(*step);
+  return step;
+}
+
+// Noted before it is sent. Without room in the log it is sent all the same: then a lost answer may come to a
+// second item, but no content is lost.
+void LocalEditor::noteAttempt(const LocalStep& step) {
+  const LocalEntry* const known = changes_.find(step.node.inode);
+  if (known == nullptr) return;
+  LocalEntry entry = *known;
+  const bool places = step.kind == LocalStep::Kind::create || step.kind == LocalStep::Kind::move;
+  entry.attempt = places ? step.destination() : step.identifier;
+  entry.sent = {step.node.size, step.node.modifiedNs, step.kind != LocalStep::Kind::create};
+  Draft draft;
+  putEntry(draft, std::move(entry));
+  static_cast<void>(commit(draft));
+}
+
+// Whether it may be on the server where neither its place here nor what is known of the server says.
+bool LocalEditor::isPlaceUncertain(const LocalEntry& entry, Slot slot) const {
+  if (entry.attempt.empty()) return false;
+  if (slot == kNoSlot) return entry.bound && entry.attempt != entry.identifier;
+  const std::string place =
+      entry.bound ? around_.tree.identifier(slot) : derivedIdentifier(table()[slot].parent, entry.name);
+  return entry.attempt != place;
+}
+
+// The same again as before: its end tells where the server has the item.
+std::expected<LocalStep, LocalWait> LocalEditor::repeatedStep(const LocalEntry& entry, Slot slot) {
+  LocalStep step = blankStep(entry, entry.bound ? LocalStep::Kind::move : LocalStep::Kind::create);
+  if (slot != kNoSlot && entry.bound && entry.fields.kind == NodeKind::folder) {
+    if (const Inode busy = busyBelow(step.identifier, slot)) return waitFor(busy);
+  }
+  const auto cut = entry.attempt.rfind('/');
+  step.parentIdentifier = entry.attempt.substr(0, cut);
+  step.name = entry.attempt.substr(cut + 1);
+  step.repeated = true;
   return step;
 }
 
 std::expected<LocalStep, LocalWait> LocalEditor::stepFor(LocalEntry& entry, bool evenIfOpen) {
-  if (entry.removed) return removalStep(entry);
   const Slot slot = table().slotForInode(entry.inode);
+  const bool uncertain = isPlaceUncertain(entry, slot);
+  if (uncertain && entry.bound) return repeatedStep(entry, slot);
+  if (entry.removed) return removalStep(entry);
   if (slot == kNoSlot) return std::unexpected(LocalWait{});
   const bool file = entry.fields.kind == NodeKind::file;
+  if (uncertain && file && entry.writers > 0 && !evenIfOpen) {
+    return std::unexpected(LocalWait{Why::writing, 0});
+  }
+  if (uncertain) return repeatedStep(entry, slot);
   if (!entry.bound && file && staysLocal(entry.name)) {
     return std::unexpected(LocalWait{Why::staysLocal, 0});
   }
@@ -71,6 +116,8 @@ LocalStep LocalEditor::blankStep(const LocalEntry& entry, LocalStep::Kind kind) 
   step.name = entry.name;
   step.symlinkTarget = entry.symlinkTarget;
   step.contentRevision = entry.contentRevision;
+  if (!entry.attempt.empty()) step.sentBefore = entry.sent;
+  step.uncertain = entry.removed && entry.version.empty() && !entry.attempt.empty();
   const VersionTemplate* const base = around_.templates.current();
   const std::string version = entry.bound ? versionOf(entry) : std::string();
   if (base != nullptr && !version.empty()) step.version = base->decode(version).value_or(step.version);
@@ -97,6 +144,7 @@ Inode LocalEditor::movingAbove(Slot slot) const {
 // Whether the next step of an entry is about something below a folder of the server: where the server has the
 // item, or is to have it.
 bool LocalEditor::concernsBelow(const LocalEntry& entry, std::string_view folder) const {
+  if (isBelow(entry.attempt, folder)) return true;
   const Slot slot = table().slotForInode(entry.inode);
   if (slot == kNoSlot || entry.removed) return isBelow(entry.identifier, folder);
   return isBelow(around_.tree.identifier(slot), folder) ||
@@ -109,6 +157,13 @@ Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
   for (const Inode inode : inFlight_) {
     const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
     if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
+  }
+  for (const Inode inode : uncertainMoves_) {
+    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
+    if (above == nullptr || !above->moved || !concernsBelow(entry, above->identifier)) continue;
+    // Of two that are below each other one goes first.
+    const bool both = uncertainMoves_.contains(entry.inode) && concernsBelow(*above, entry.identifier);
+    if (!both) return inode;
   }
   return 0;
 }
@@ -127,7 +182,10 @@ Inode LocalEditor::busyBelow(const std::string& identifier, Slot slot) const {
 
 // The node that the server still has where this one is to stand; 0 for none.
 Inode LocalEditor::occupantOf(const LocalEntry& entry, Slot slot) const {
-  const LocalEntry* const there = changes_.elsewhereFor(derivedIdentifier(table()[slot].parent, entry.name));
+  const std::string place = derivedIdentifier(table()[slot].parent, entry.name);
+  const LocalEntry* there = changes_.elsewhereFor(place);
+  if (there == nullptr || there->inode == entry.inode) there = changes_.attemptedAt(place);
+  if (there != nullptr && !there->pending()) return 0;
   return there == nullptr || there->inode == entry.inode ? 0 : there->inode;
 }
 
@@ -164,17 +222,35 @@ std::expected<LocalStep, LocalWait> LocalEditor::placeStep(const LocalEntry& ent
   return step;
 }
 
-void LocalEditor::stepFailed(const LocalStep& step) {
-  inFlight_.erase(step.node.inode);
-  LocalEntry* const entry = changes_.running(step.node.inode);
+void LocalEditor::stepFailed(const LocalStep& step, bool refused) {
+  const Inode inode = step.node.inode;
+  inFlight_.erase(inode);
+  uncertainMoves_.erase(inode);
+  LocalEntry* const entry = changes_.running(inode);
   if (entry == nullptr) return;
   entry->inFlight = false;
-  if (entry->bound) return;
-  changes_.expectAs(entry->inode, {});
-  if (!entry->removed) return;
+  const bool unsure = !refused && !entry->attempt.empty();
+  if (unsure && entry->bound && entry->moved && entry->fields.kind == NodeKind::folder) {
+    uncertainMoves_.insert(inode);
+  }
+  if (!unsure && !entry->bound) changes_.expectAs(inode, {});
   Draft draft;
-  draft.edit.drop.push_back(entry->inode);
+  if (entry->removed && !entry->bound) {
+    unsure ? putEntry(draft, presumed(*entry)) : draft.edit.drop.push_back(inode);
+  } else if (!unsure && !entry->attempt.empty()) {
+    putEntry(draft, *entry);
+    draft.edit.put.back().attempt.clear();
+  }
   static_cast<void>(commit(draft));
+}
+
+// An item that was removed before it was known whether the server has it: that, too, is to be removed.
+LocalEntry LocalEditor::presumed(LocalEntry entry) {
+  entry.bound = true;
+  entry.moved = false;
+  entry.identifier = entry.attempt;
+  entry.version.clear();
+  return entry;
 }
 
 LocalChangeInfo LocalEditor::describe(const LocalEntry& entry) const {

@@ -5,6 +5,8 @@
 namespace zelto {
 namespace {
 
+constexpr std::size_t kTexts = 6;
+
 struct Head {
   Inode inode;
   Inode parent;
@@ -12,7 +14,8 @@ struct Head {
   std::uint64_t order;
   std::uint64_t metadata;
   std::uint32_t flags;
-  std::uint32_t lengths[5];
+  std::uint32_t lengths[kTexts];
+  SentContent sent;
 };
 
 constexpr std::uint32_t kBound = 1, kMoved = 2, kRemoved = 4, kContent = 8, kAttributes = 16, kWriting = 32,
@@ -32,9 +35,9 @@ bool isSound(const LocalEntry& entry) {
 }  // namespace
 
 std::string LocalEntry::encoded() const {
-  const std::string* const texts[] = {&name, &symlinkTarget, &attributes, &identifier, &version};
-  Head head{inode, parent, fields, order, metadata, flagsOf(*this), {}};
-  for (std::size_t i = 0; i < 5; ++i) head.lengths[i] = static_cast<std::uint32_t>(texts[i]->size());
+  const std::string* const texts[] = {&name, &symlinkTarget, &attributes, &identifier, &version, &attempt};
+  Head head{inode, parent, fields, order, metadata, flagsOf(*this), {}, sent};
+  for (std::size_t i = 0; i < kTexts; ++i) head.lengths[i] = static_cast<std::uint32_t>(texts[i]->size());
   std::string bytes;
   putPlain(bytes, head);
   for (const std::string* text : texts) bytes += *text;
@@ -49,6 +52,7 @@ std::optional<LocalEntry> LocalEntry::decoded(std::string_view bytes) {
   entry.parent = head.parent;
   entry.fields = head.fields;
   entry.order = head.order;
+  entry.sent = head.sent;
   entry.metadata = head.metadata;
   entry.bound = (head.flags & kBound) != 0;
   entry.moved = (head.flags & kMoved) != 0;
@@ -57,9 +61,9 @@ std::optional<LocalEntry> LocalEntry::decoded(std::string_view bytes) {
   entry.attributesHere = (head.flags & kAttributes) != 0;
   entry.writing = (head.flags & kWriting) != 0;
   entry.listed = (head.flags & kListed) != 0;
-  std::string* const texts[] = {&entry.name, &entry.symlinkTarget, &entry.attributes, &entry.identifier,
-                                &entry.version};
-  for (std::size_t i = 0; i < 5; ++i) *texts[i] = reader.bytes(head.lengths[i]);
+  std::string* const texts[] = {&entry.name,       &entry.symlinkTarget, &entry.attributes,
+                                &entry.identifier, &entry.version,       &entry.attempt};
+  for (std::size_t i = 0; i < kTexts; ++i) *texts[i] = reader.bytes(head.lengths[i]);
   if (reader.failed() || !reader.atEnd() || !isSound(entry)) return {};
   return entry;
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "framework/replica/LocalChange.h"
 #include "framework/replica/NodeTable.h"
 
 namespace zelto {
@@ -17,9 +18,13 @@ struct LocalEntry {
   std::string name;
   NodeFields fields;
   std::string symlinkTarget;
-  std::string attributes;   // extended ones that a program has set, as ItemBatch writes them
-  std::string identifier;   // the server's, where it is moved or removed
-  std::string version;      // compact, where the database has none for this node
+  std::string attributes;  // extended ones that a program has set, as ItemBatch writes them
+  std::string identifier;  // the server's, where it is moved or removed
+  std::string version;     // compact, where the database has none for this node
+  // Where the server may have it, and with which bytes: a request was sent, and what became of it is not
+  // known.
+  std::string attempt;
+  SentContent sent;
   std::uint64_t order = 0;  // the oldest change has the lowest
   std::uint64_t metadata = 0;
   bool bound = false;    // the server has it

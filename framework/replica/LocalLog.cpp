@@ -18,7 +18,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::string_view kMagic = "zelto-local-1\n";
+constexpr std::string_view kMagic = "zelto-local-2\n";
 constexpr std::uint32_t kLongestRecord = 1 << 20;
 
 struct RecordHead {

@@ -74,7 +74,7 @@ class LocalReplica final : public Replica {
   std::expected<LocalStep, LocalWait> beginStep(Inode inode, bool evenIfOpen) override;
   std::optional<NSError> exportContent(LocalStep& step, const std::string& path) override;
   ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item) override;
-  void stepFailed(const LocalStep& step) override;
+  void stepFailed(const LocalStep& step, bool refused) override;
   std::expected<ReplicaDelta, int> keepBoth(Inode inode, std::string_view newName) override;
   ReplicaDelta serverLost(Inode inode) override;
   std::expected<ReplicaDelta, int> abandon(Inode inode) override;

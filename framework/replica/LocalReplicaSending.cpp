@@ -29,13 +29,14 @@ std::expected<LocalStep, LocalWait> LocalReplica::beginStep(Inode inode, bool ev
 std::optional<NSError> LocalReplica::exportContent(LocalStep& step, const std::string& path) {
   const Inode inode = step.node.inode;
   {
-    const std::shared_lock lock(mutex_);
+    const std::unique_lock lock(mutex_);
     const LocalEntry* const entry = editor_.changes().find(inode);
     const Slot slot = tree_.table().slotForInode(inode);
     if (entry == nullptr || slot == kNoSlot) return posixError(path, ENOENT);
     // Before the bytes: a write in between makes them another revision, which is sent again.
     step.contentRevision = entry->contentRevision;
     step.node = tree_.table().info(slot);
+    editor_.noteAttempt(step);
   }
   if (const int code = contents_->exportTo(inode, path)) return posixError(path, code);
   return {};
@@ -46,9 +47,9 @@ ReplicaDelta LocalReplica::settle(const LocalStep& step, const NSFileProviderIte
   return editor_.settle(step, item);
 }
 
-void LocalReplica::stepFailed(const LocalStep& step) {
+void LocalReplica::stepFailed(const LocalStep& step, bool refused) {
   const std::unique_lock lock(mutex_);
-  editor_.stepFailed(step);
+  editor_.stepFailed(step, refused);
 }
 
 std::expected<ReplicaDelta, int> LocalReplica::keepBoth(Inode inode, std::string_view newName) {

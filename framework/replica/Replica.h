@@ -148,7 +148,10 @@ class Replica {
   // The server took the step; `item` is what it has now (null where it did not say). What was changed
   // meanwhile remains a local change.
   virtual ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item) = 0;
-  virtual void stepFailed(const LocalStep& step) = 0;
+  // `refused`: the server is certain not to have taken it. Else it may have: what was sent without an answer
+  // is noted, outlives the process, and what became of it is found out before anything else is asked for the
+  // item.
+  virtual void stepFailed(const LocalStep& step, bool refused = false) = 0;
   // The server's item and the local one go separate ways: the local one gets another name in its folder and
   // is created there if its content differs. Not while a step is being taken. ERRORS: ENOENT, EEXIST.
   virtual std::expected<ReplicaDelta, int> keepBoth(Inode inode, std::string_view newName) = 0;

@@ -100,7 +100,7 @@ TEST_F(ConflictTest, ACreationWhoseAnswerWasLostIsTakenAsDone) {
   start();
   write("share/file", "mine");
   makeFolder("share/folder");
-  ASSERT_TRUE(server.waitFor("create /share/file", 2));
+  ASSERT_TRUE(server.waitFor("create /share/file"));
   expectSent();
   EXPECT_EQ(server.tree(), (Tree{{"/share", "/"}, {"/share/file", "mine"}, {"/share/folder", "/"}}));
   EXPECT_TRUE(conflictsSoFar().empty());

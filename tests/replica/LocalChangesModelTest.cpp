@@ -64,7 +64,7 @@ class LocalChangesModelTest : public ReplicaFixture {
     if (begun.taken) {
       replica->settle(begun.step, begun.item);
     } else {
-      replica->stepFailed(begun.step);
+      replica->stepFailed(begun.step, true);
     }
   }
 

@@ -135,11 +135,15 @@ void TestSystem::startHost(const std::vector<std::string>& flags) {
   host_ = Process(arguments, root_ / "host.err");
 }
 
-void TestSystem::startExtension(const std::vector<std::string>& flags) {
+void TestSystem::launchExtension(const std::vector<std::string>& flags) {
   std::vector<std::string> arguments{ZELTO_BINARIES "/zelto-fileprovider", "--domain", kDomain, "--mount",
                                      mount_.string()};
   arguments.insert(arguments.end(), flags.begin(), flags.end());
   extension_ = Process(arguments, root_ / "extension.err");
+}
+
+void TestSystem::startExtension(const std::vector<std::string>& flags) {
+  launchExtension(flags);
   const bool served = eventually([&] { return callManager("Status", "", {}).has_value(); });
   ASSERT_TRUE(served) << extensionErrors();
 }

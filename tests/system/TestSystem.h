@@ -61,6 +61,8 @@ class TestSystem {
 
   void startHost(const std::vector<std::string>& flags = {});
   void startExtension(const std::vector<std::string>& flags = {});
+  // Without waiting until it serves.
+  void launchExtension(const std::vector<std::string>& flags = {});
   void start() {
     startExtension();
     startHost();
