@@ -64,14 +64,14 @@ TEST(ContentTest, ALookIntoTheMiddleFetchesLittleAndAReadThroughAllOfItOnce) {
 
   EXPECT_TRUE(sameContent(system.share() / "big", big));
   EXPECT_TRUE(eventually([&] { return materialised(system, big) == "full"; }));
-  const std::int64_t calls = system.hostCalls("downloadItemWithPath");
+  const std::int64_t calls = system.hostCalls("downloadItem");
   EXPECT_TRUE(sameContent(system.share() / "big", big));
 
   system.extension().kill(SIGKILL);
   system.startExtension();
   system.waitUntilConnected();
   EXPECT_TRUE(sameContent(system.share() / "big", big));
-  EXPECT_EQ(system.hostCalls("downloadItemWithPath"), calls);
+  EXPECT_EQ(system.hostCalls("downloadItem"), calls);
 }
 
 TEST(ContentTest, EvictedContentIsFetchedAgain) {
