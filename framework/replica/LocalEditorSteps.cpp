@@ -78,7 +78,7 @@ std::expected<LocalStep, LocalWait> LocalEditor::stepFor(LocalEntry& entry, bool
     return std::unexpected(LocalWait{Why::writing, 0});
   }
   if (uncertain) return repeatedStep(entry, slot);
-  if (!entry.bound && file && staysLocal(entry.name)) {
+  if (!entry.bound && entry.fields.kind != NodeKind::folder && staysLocal(entry.name)) {
     return std::unexpected(LocalWait{Why::staysLocal, 0});
   }
   if (const Inode moving = movingAbove(slot)) return waitFor(moving);
@@ -263,7 +263,7 @@ LocalChangeInfo LocalEditor::describe(const LocalEntry& entry) const {
   info.content = entry.content && entry.bound;
   info.metadata = entry.metadata != 0;
   info.inFlight = entry.inFlight;
-  info.staysLocal = !entry.bound && info.kind == NodeKind::file && staysLocal(entry.name);
+  info.staysLocal = !entry.bound && info.kind != NodeKind::folder && staysLocal(entry.name);
   const Slot slot = table().slotForInode(entry.inode);
   info.identifier = slot == kNoSlot ? entry.identifier : around_.tree.identifier(slot);
   info.size = slot == kNoSlot ? entry.fields.size : table()[slot].size;

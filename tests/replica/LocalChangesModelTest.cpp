@@ -157,5 +157,16 @@ TEST_F(LocalChangesModelTest, TheServerHasInTheEndWhatTheProgramLeft) {
   }
 }
 
+// Some editors lock by a link that leads nowhere.
+TEST_F(LocalChangesModelTest, ALockThatIsALinkStaysHere) {
+  begin(1);
+  const auto lock = replica->create(at("s"), ".#file", {NodeKind::symlink, 0777, "user@machine.1"});
+  ASSERT_TRUE(lock.has_value());
+  const auto step = replica->beginStep(lock->node.inode);
+  ASSERT_FALSE(step.has_value());
+  EXPECT_EQ(step.error().why, LocalWait::Why::staysLocal);
+  EXPECT_TRUE(replica->localChange(lock->node.inode)->staysLocal);
+}
+
 }  // namespace
 }  // namespace zelto
