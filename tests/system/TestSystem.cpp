@@ -63,7 +63,11 @@ Process::Process(const std::vector<std::string>& arguments, const fs::path& erro
 }
 
 void Process::signal(int number) const {
-  if (pid_ > 0) ::kill(pid_, number);
+  if (pid_ <= 0) return;
+  ::kill(pid_, number);
+  // Its threads may run on for a moment, and answer what a test expects to stay unanswered.
+  siginfo_t state;
+  if (number == SIGSTOP) ::waitid(P_PID, static_cast<id_t>(pid_), &state, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 int Process::kill(int number) {

@@ -36,6 +36,7 @@ class Process {
 
   pid_t pid() const { return pid_; }
   bool running() const { return pid_ > 0; }
+  // BLOCKS: after SIGSTOP until it has stopped.
   void signal(int number) const;
   // Sends the signal and waits for the end; gives the wait status.
   int kill(int number);
