@@ -158,6 +158,14 @@ std::optional<ContentStore::Removed> ContentStore::remove(Inode inode) {
   return removeLocked(at);
 }
 
+std::optional<ContentStore::Removed> ContentStore::removeFetched(Inode inode) {
+  std::unique_lock lock(mutex_);
+  waitUntilRead(lock);
+  const auto at = records_.find(inode);
+  if (at == records_.end() || at->second.local) return {};
+  return removeLocked(at);
+}
+
 std::optional<ContentStore::Removed> ContentStore::evict(Inode inode) {
   std::unique_lock lock(mutex_);
   waitUntilRead(lock);

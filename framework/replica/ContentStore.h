@@ -62,6 +62,8 @@ class ContentStore : public std::enable_shared_from_this<ContentStore> {
     std::shared_ptr<ContentFile> live;  // may be the last holder: destroyed outside the store's lock
   };
   std::optional<Removed> remove(Inode inode);
+  // The same, but for local ones: what the database knew of such a content is older.
+  std::optional<Removed> removeFetched(Inode inode);
   // The same, but for a content that is open and not complete: its reader would lose what is still to come.
   std::optional<Removed> evict(Inode inode);
 

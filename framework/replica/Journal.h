@@ -52,6 +52,8 @@ class JournalChunk {
   void putContent(const ContentRow& row);
   // Only the row of this generation.
   void putContentGone(Inode inode, std::uint64_t generation);
+  // What the log of local changes calls by this number, and by the ones before, is in the database with this.
+  void putSettled(std::uint64_t number);
 
   void reserve(std::size_t bytes) { bytes_.reserve(bytes); }
   std::size_t rows() const { return rows_; }
@@ -67,16 +69,14 @@ class JournalChunk {
     virtual bool removal(Inode inode, std::uint64_t items, std::uint64_t folders) = 0;
     virtual bool content(const ContentRow& row) = 0;
     virtual bool contentGone(Inode inode, std::uint64_t generation) = 0;
+    virtual bool settled(std::uint64_t number) = 0;
   };
   bool read(Reader& reader) const;
   // The last row of this node in the chunk.
-  // Counts of the chunks ever taken in, and of those ever written or dropped.
-  std::uint64_t pushedSoFar() const;
-  std::uint64_t finishedSoFar() const;
   std::optional<NodeRow> find(Inode inode) const;
 
  private:
-  enum class Kind : std::uint32_t { node, listed, detached, removal, content, contentGone };
+  enum class Kind : std::uint32_t { node, listed, detached, removal, content, contentGone, settled };
   void begin(Kind kind, std::size_t bytes);
   static bool readOne(Kind kind, std::string_view record, Reader& reader);
 

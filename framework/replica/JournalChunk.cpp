@@ -91,11 +91,17 @@ void JournalChunk::putContentGone(Inode inode, std::uint64_t generation) {
   putPlain(bytes_, ContentHead{inode, generation, 0, 0});
 }
 
+void JournalChunk::putSettled(std::uint64_t number) {
+  begin(Kind::settled, sizeof number);
+  putPlain(bytes_, number);
+}
+
 bool JournalChunk::readOne(Kind kind, std::string_view record, Reader& reader) {
   ByteReader bytes(record);
   if (kind == Kind::node) return reader.node(nodeRow(record));
   if (kind == Kind::listed) return reader.listed(bytes.plain<Inode>());
   if (kind == Kind::detached) return reader.detached(bytes.plain<Inode>());
+  if (kind == Kind::settled) return reader.settled(bytes.plain<std::uint64_t>());
   if (kind == Kind::removal) {
     const auto removal = bytes.plain<Removal>();
     return reader.removal(removal.inode, removal.items, removal.folders);

@@ -228,7 +228,10 @@ void Learner::note(Slot slot, const ItemRecord& record, const NodeFields& fields
   row.ownIdentifier = table_.ownIdentifier(slot);
   row.version = batch_.version(record);
   row.symlinkTarget = record.symlinkTarget;
-  row.attributes = batch_.attributes(record);
+  const bool ours = (fields.here & kAttributesHere) != 0;
+  const std::string attributes =
+      ours ? here_.editor.storedText(node.inode, ReplicaReader::Text::attributes) : std::string();
+  row.attributes = ours ? attributes : batch_.attributes(record);
   chunk_.putNode(row);
 }
 

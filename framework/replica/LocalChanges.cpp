@@ -19,9 +19,10 @@ void forgetOld(Map& map, std::uint64_t settled) {
 
 }  // namespace
 
-int LocalChanges::begin(std::vector<LocalEntry> entries) {
+int LocalChanges::begin(std::vector<LocalEntry> entries, std::uint64_t lastNumber) {
+  nextNumber_ = lastNumber + 1;
   for (LocalEntry& entry : entries) {
-    nextOrder_ = std::max(nextOrder_, entry.order + 1);
+    nextNumber_ = std::max({nextNumber_, entry.order + 1, entry.settled + 1});
     place(std::move(entry));
   }
   std::vector<const LocalEntry*> all;
@@ -51,8 +52,11 @@ const LocalEntry* LocalChanges::attemptedAt(std::string_view identifier) const {
 
 const LocalEntry* LocalChanges::elsewhereBelow(std::string_view identifier) const {
   const std::string prefix = std::string(identifier) + "/";
-  const auto at = elsewhere_.lower_bound(prefix);
-  return at == elsewhere_.end() || !at->first.starts_with(prefix) ? nullptr : find(at->second);
+  for (const auto* places : {&elsewhere_, &attempts_}) {
+    const auto at = places->lower_bound(prefix);
+    if (at != places->end() && at->first.starts_with(prefix)) return find(at->second);
+  }
+  return nullptr;
 }
 
 std::vector<Inode> LocalChanges::oldestFirst() const {
@@ -120,17 +124,6 @@ void LocalChanges::expectAs(Inode inode, const std::string& identifier) {
   if (identifier.empty()) return;
   entry->identifier = identifier;
   elsewhere_.insert_or_assign(identifier, inode);
-}
-
-void LocalChanges::settleLate(Inode inode, std::uint64_t chunk) {
-  LocalEntry* const entry = running(inode);
-  if (entry == nullptr) return;
-  forgetIdentifier(*entry);
-  entry->removed = entry->moved = entry->content = false;
-  entry->bound = true;
-  entry->metadata = 0;
-  entry->version.clear();
-  late_.insert_or_assign(inode, chunk);
 }
 
 std::vector<Inode> LocalChanges::takeLate(std::uint64_t writtenChunks) {

@@ -21,8 +21,9 @@ class LocalChanges {
 
   // ---- at the start
   std::expected<std::vector<LocalEntry>, int> read() { return log_.read(); }
-  // Takes what an earlier process left and is still of use, and begins the log anew. ERRORS: errno values.
-  int begin(std::vector<LocalEntry> entries);
+  // Takes what an earlier process left and is still of use, and begins the log anew; numbers go on after
+  // `lastNumber`. ERRORS: errno values.
+  int begin(std::vector<LocalEntry> entries, std::uint64_t lastNumber);
 
   // ---- looking
   bool empty() const { return entries_.empty(); }
@@ -31,7 +32,7 @@ class LocalChanges {
   const LocalEntry* elsewhereFor(std::string_view identifier) const;
   // The node that the server may have under this identifier by a request whose end is not known.
   const LocalEntry* attemptedAt(std::string_view identifier) const;
-  // Some such node below a folder's identifier; null for none.
+  // Some such node below a folder's identifier, or one that the server may have there; null for none.
   const LocalEntry* elsewhereBelow(std::string_view identifier) const;
   std::vector<Inode> oldestFirst() const;
   template <typename Visit>
@@ -47,12 +48,12 @@ class LocalChanges {
   int apply(Edit edit);
   // What concerns this run only.
   LocalEntry* running(Inode inode);
-  std::uint64_t nextOrder() { return nextOrder_++; }
+  std::uint64_t nextNumber() { return nextNumber_++; }
   // The server is about to have the node under this identifier.
   void expectAs(Inode inode, const std::string& identifier);
 
-  // Nothing is pending any more; the log keeps the entry until the database has this chunk.
-  void settleLate(Inode inode, std::uint64_t chunk);
+  // Nothing of it is pending; the log keeps the entry until the database has this chunk.
+  void forgetAfter(Inode inode, std::uint64_t chunk) { late_.insert_or_assign(inode, chunk); }
   // The entries of which that is true by now, and that have not changed again.
   std::vector<Inode> takeLate(std::uint64_t writtenChunks);
 
@@ -75,7 +76,7 @@ class LocalChanges {
   std::map<std::string, Inode, std::less<>> elsewhere_;  // by the server's identifier
   std::map<std::string, Inode, std::less<>> attempts_;   // by where the server may have it
   std::unordered_map<Inode, std::uint64_t> late_;        // by the chunk after which the log may forget them
-  std::uint64_t nextOrder_ = 1;
+  std::uint64_t nextNumber_ = 1;  // of changes by their age, and of what the database is told
   std::uint64_t settled_ = 0;
   std::unordered_map<Inode, std::uint64_t> settledNodes_;
   std::map<std::string, std::uint64_t, std::less<>> settledIdentifiers_;

@@ -33,14 +33,20 @@ class LocalEditor {
     VersionTemplates& templates;
     ReplicaCounters& counters;
   };
-  LocalEditor(const Surroundings& around, std::string logPath)
-      : around_(around), changes_(std::move(logPath)) {}
+  // `settledInDatabase`: the highest of the numbers that the database has been told
+  // (JournalChunk::putSettled).
+  LocalEditor(const Surroundings& around, std::string logPath, std::uint64_t settledInDatabase)
+      : around_(around), changes_(std::move(logPath)), settledInDatabase_(settledInDatabase) {}
 
   LocalChanges& changes() { return changes_; }
   const LocalChanges& changes() const { return changes_; }
 
   // ---- LocalEditorRecovery.cpp
-  // Makes the tree again what it was here. ERRORS: errno values, 0 for none.
+  // Makes the tree again what it was here. Whatever changes a row of the database by what was done here is
+  // noted in the log first, under a number that goes to the database with the row. So an entry of a number
+  // that the database does not have is newer than the database, and its row is written again; any other is
+  // at most as new as the row, which may have been changed by what the server said since.
+  // ERRORS: errno values, 0 for none.
   int recover();
 
   // ---- LocalEditorPlaces.cpp; as Replica's, by slots
@@ -79,50 +85,72 @@ class LocalEditor {
   const std::string* attributesHere(Inode inode) const;
   // Of a node that the database does not have.
   const std::string* symlinkTarget(Inode inode) const;
+  // What the database has of a node, or is about to. BLOCKS: on the database. THREAD: any, without the lock.
+  std::string storedText(Inode inode, ReplicaReader::Text which) const;
 
  private:
   // A change of several nodes, before it is noted.
   struct Draft {
     LocalChanges::Edit edit;
-    std::vector<std::pair<Inode, NodeKind>> rowsGone;  // nodes that the database is to forget
-    Slot unbound = kNoSlot;                            // the server's item of this node became another's
+    std::vector<Inode> rowsGone;  // of `edit.put`: nodes that the database is to forget
+    Slot unbound = kNoSlot;       // the server's item of this node became another's
+  };
+  // What comes next for an entry: a step, or what it waits for without another being in its way.
+  enum class Next : std::uint8_t { nothing, closing, stayHere, repeat, remove, metadata, upload, place };
+  // Another change that comes first.
+  struct Obstacle {
+    Inode another;
+    bool forPlace;  // the server still has it where this one is to stand
+  };
+  struct Waiting {
+    const LocalEntry* entry;
+    Obstacle obstacle;
   };
 
   NodeTable& table() { return around_.tree.table(); }
   const NodeTable& table() const { return around_.tree.table(); }
   LocalEntry entryOf(Slot slot);
-  std::string storedSymlinkTarget(Inode inode) const;
   std::string derivedIdentifier(Slot folder, std::string_view name) const;
   int commit(Draft& draft);
   void putEntry(Draft& draft, LocalEntry entry) { draft.edit.put.push_back(std::move(entry)); }
+  bool isPlaceOf(std::string_view identifier, Slot folder, std::string_view name) const;
+  bool isOnServer(Slot folder) const;
   void noteLocal(Slot slot);
   void touchFolder(Slot folder);
-  void pushRemoval(Inode inode, NodeKind kind);
+  void forgetRow(Draft& draft, LocalEntry& entry);
+  void putGone(Draft& draft, const LocalEntry& entry);
+  void pushRemoval(const LocalEntry& entry);
   std::string versionOf(const LocalEntry& entry) const;
 
   int mayBeReplaced(Slot target, Slot by);
   void leave(Slot slot, Draft& draft, LocalEntry* successor);
   bool mayTakeOver(const LocalEntry& entry) const;
   bool mayBeTakenOver(const LocalEntry& entry) const;
-  void takeOver(LocalEntry& entry, const LocalEntry& from, Draft& draft);
+  void takeOver(LocalEntry& entry, const LocalEntry& from);
   void takeOverPlace(LocalEntry& entry, const std::string& identifier, Draft& draft);
   bool takeOverFromBackup(LocalEntry& entry, const std::string& identifier, Draft& draft);
   Slot successorAt(const std::string& identifier);
   void dropNode(Slot slot);
 
-  std::expected<LocalStep, LocalWait> stepFor(LocalEntry& entry, bool evenIfOpen);
-  std::expected<LocalStep, LocalWait> removalStep(const LocalEntry& entry);
-  std::expected<LocalStep, LocalWait> placeStep(const LocalEntry& entry, Slot slot, LocalStep step);
-  std::expected<LocalStep, LocalWait> repeatedStep(const LocalEntry& entry, Slot slot);
+  void noteArrival(Inode inode);
+  std::expected<LocalStep, LocalWait> stepFor(const LocalEntry& entry, bool evenIfOpen) const;
+  Next nextFor(const LocalEntry& entry, bool evenIfOpen) const;
+  LocalStep repeatedStep(const LocalEntry& entry) const;
   static LocalEntry presumed(LocalEntry entry);
   bool isPlaceUncertain(const LocalEntry& entry, Slot slot) const;
   LocalStep blankStep(const LocalEntry& entry, LocalStep::Kind kind) const;
+
+  // ---- LocalEditorOrder.cpp
+  std::optional<Obstacle> obstacleFor(const LocalEntry& entry, Next next) const;
+  std::vector<Waiting> circleOf(const LocalEntry& start, const Obstacle& obstacle) const;
+  std::optional<LocalStep> evadingStep(const LocalEntry& entry, const Obstacle& obstacle) const;
+  bool goesFirst(const LocalEntry& entry, const Obstacle& obstacle) const;
+  Inode leavingFromBelow(const std::string& identifier, Slot slot) const;
   Inode movingAbove(Slot slot) const;
   bool concernsBelow(const LocalEntry& entry, std::string_view folder) const;
   Inode movingOnServerAbove(const LocalEntry& entry) const;
   Inode busyBelow(const std::string& identifier, Slot slot) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;
-  bool isCircle(Inode start, Inode occupant) const;
 
   void bindTo(Slot slot, LocalEntry& next, const std::string& identifier);
   void takeItem(Slot slot, LocalEntry& next, const NSFileProviderItemPtr& item, bool content);
@@ -131,7 +159,6 @@ class LocalEditor {
   ReplicaDelta settleBound(const LocalStep& step, const NSFileProviderItemPtr& item, LocalEntry next,
                            Slot slot);
   void followMove(const std::string& from, const std::string& to, Draft& draft);
-  void store(Slot slot, const LocalEntry& next);
   void putRow(Slot slot, const LocalEntry& next);
 
   void unbind(Slot slot, Draft& draft);
@@ -139,15 +166,19 @@ class LocalEditor {
   void dropSubtree(Slot slot, ReplicaDelta& delta);
   void dropFromMemory(Slot slot);
 
-  bool isInPlace(const LocalEntry& entry, Slot slot) const;
   bool isOfUse(LocalEntry& entry);
+  static bool isRowWrong(const LocalEntry& entry);
   void setAside(const LocalEntry& entry);
-  void dropPredecessor(const LocalEntry& entry);
+  NodeFields restoredFields(const LocalEntry& entry, Slot slot) const;
   bool restore(LocalEntry& entry);
+  void addRestored(const LocalEntry& entry, Slot folder);
+  bool isNewerThanDatabase(const LocalEntry& entry) const { return entry.settled > settledInDatabase_; }
+  void tellDatabaseAgain();
 
   const Surroundings around_;
   LocalChanges changes_;
-  std::set<Inode> inFlight_;        // steps that are being taken
+  const std::uint64_t settledInDatabase_;  // at the start
+  std::set<Inode> inFlight_;               // steps that are being taken
   std::set<Inode> uncertainMoves_;  // folders that the server may have moved, which is still to be found out
 };
 

@@ -20,7 +20,10 @@ bool LocalEditor::anyLocalBelow(Slot slot) const {
 // The node is one that the server does not have, from now on.
 void LocalEditor::unbind(Slot slot, Draft& draft) {
   LocalEntry entry = entryOf(slot);
-  if (entry.bound) draft.rowsGone.emplace_back(entry.inode, entry.fields.kind);
+  if (!std::exchange(entry.attributesHere, true)) {
+    entry.attributes = storedText(entry.inode, ReplicaReader::Text::attributes);
+  }
+  if (entry.bound) forgetRow(draft, entry);
   entry.bound = entry.moved = false;
   entry.identifier.clear();
   entry.attempt.clear();
@@ -73,14 +76,6 @@ void LocalEditor::dropSubtree(Slot slot, ReplicaDelta& delta) {
   chunk.putRemoval(top.inode, subtree.size(), folders);
   around_.journal.push(std::move(chunk));
   for (auto each = subtree.rbegin(); each != subtree.rend(); ++each) dropNode(*each);
-}
-
-// The database keeps its rows.
-void LocalEditor::dropFromMemory(Slot slot) {
-  std::vector<Slot> children;
-  table().forEachChild(slot, [&](Slot child) { children.push_back(child); });
-  for (const Slot child : children) dropFromMemory(child);
-  dropNode(slot);
 }
 
 // What is changed here stays and will be created anew, with the folders that it stands in; the rest goes.
@@ -141,10 +136,11 @@ std::expected<ReplicaDelta, int> LocalEditor::abandon(Inode inode) {
     }
   }
   Draft draft;
-  const bool hasRow = known->bound;
-  const NodeKind kind = known->fields.kind;
-  draft.edit.drop.push_back(inode);
-  if (slot == kNoSlot && hasRow) draft.rowsGone.emplace_back(inode, kind);
+  if (slot == kNoSlot && known->bound) {
+    putGone(draft, *known);  // what the server has is a new one then
+  } else {
+    draft.edit.drop.push_back(inode);
+  }
   if (const int code = commit(draft)) return std::unexpected(code);
   if (slot == kNoSlot) return delta;
   dropSubtree(slot, delta);

@@ -57,12 +57,8 @@ int LocalEditor::setExtendedAttribute(Slot slot, const std::string& name,
   if (slot == table().root()) return EPERM;
   constexpr std::size_t kMost = 256 << 10;  // of one node, in bytes; a record of the log holds them all
   LocalEntry entry = entryOf(slot);
-  if (!entry.attributesHere) {
-    Journal::Chunk keepsAlive;
-    const auto row = around_.journal.find(entry.inode, keepsAlive);
-    entry.attributes = row ? std::string(row->attributes)
-                           : around_.reader.text(entry.inode, ReplicaReader::Text::attributes);
-    entry.attributesHere = true;
+  if (!std::exchange(entry.attributesHere, true)) {
+    entry.attributes = storedText(entry.inode, ReplicaReader::Text::attributes);
   }
   auto attributes = decodedAttributes(entry.attributes);
   const std::size_t gone =
@@ -72,9 +68,12 @@ int LocalEditor::setExtendedAttribute(Slot slot, const std::string& name,
   entry.attributes = encodedAttributes(attributes);
   if (entry.attributes.size() > kMost) return ENOSPC;
   if (entry.bound) entry.metadata |= bit(NSFileProviderItemFields::extendedAttributes);
+  entry.fields.here |= kAttributesHere;
+  const NodeFields after = entry.fields;
   Draft draft;
   putEntry(draft, std::move(entry));
   if (const int code = commit(draft)) return code;
+  table().setFields(slot, after);
   noteLocal(slot);
   return 0;
 }
@@ -136,7 +135,7 @@ bool LocalEditor::endWriting(Slot slot, const ContentFile& content) {
   // Without room for the record the older one serves: the size and date are then the file's own.
   static_cast<void>(commit(draft));
   noteLocal(slot);
-  if (!pending) changes_.settleLate(inode, around_.journal.pushedSoFar());
+  if (!pending) changes_.forgetAfter(inode, around_.journal.pushedSoFar());
   return true;
 }
 
@@ -145,11 +144,7 @@ void LocalEditor::finishLate(Inode inode) {
   const LocalEntry* const entry = changes_.find(inode);
   if (entry == nullptr || entry->pending() || entry->writers > 0) return;
   Draft draft;
-  if (entry->attributesHere) {
-    putEntry(draft, *entry);
-  } else {
-    draft.edit.drop.push_back(inode);
-  }
+  draft.edit.drop.push_back(inode);
   if (commit(draft) == 0) around_.contents.comeBack(inode);
 }
 

@@ -50,11 +50,13 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
     entry.bound = true;
     entry.inode = node.inode;
     // Whatever is noted of a link from now on says where it leads.
-    if (node.kind == NodeKind::symlink) entry.symlinkTarget = storedSymlinkTarget(node.inode);
+    if (node.kind == NodeKind::symlink) {
+      entry.symlinkTarget = storedText(node.inode, ReplicaReader::Text::symlinkTarget);
+    }
   }
   // The database may be about to hear of it only.
   if (entry.bound && entry.version.empty()) entry.version = versionOf(entry);
-  if (!entry.pending()) entry.order = changes_.nextOrder();
+  if (!entry.pending()) entry.order = changes_.nextNumber();
   entry.inode = node.inode;
   entry.parent = table()[node.parent].inode;
   entry.name = node.name();
@@ -63,15 +65,32 @@ LocalEntry LocalEditor::entryOf(Slot slot) {
   return entry;
 }
 
-std::string LocalEditor::storedSymlinkTarget(Inode inode) const {
+// What is still to be written is newer than what the database has.
+std::string LocalEditor::storedText(Inode inode, ReplicaReader::Text which) const {
+  using Text = ReplicaReader::Text;
   Journal::Chunk keepsAlive;
   const auto row = around_.journal.find(inode, keepsAlive);
-  return row ? std::string(row->symlinkTarget)
-             : around_.reader.text(inode, ReplicaReader::Text::symlinkTarget);
+  if (!row) return around_.reader.text(inode, which);
+  if (which == Text::version) return std::string(row->version);
+  return std::string(which == Text::symlinkTarget ? row->symlinkTarget : row->attributes);
 }
 
 std::string LocalEditor::derivedIdentifier(Slot folder, std::string_view name) const {
   return around_.tree.childPrefix(folder).append("/").append(name);
+}
+
+// Whether the server has an item in just this place. A folder that it does not have yet may bear the path of
+// one that it still has there.
+bool LocalEditor::isPlaceOf(std::string_view identifier, Slot folder, std::string_view name) const {
+  return isOnServer(folder) && derivedIdentifier(folder, name) == identifier;
+}
+
+bool LocalEditor::isOnServer(Slot folder) const {
+  for (; folder != table().root() && folder != kNoSlot; folder = table()[folder].parent) {
+    const LocalEntry* const entry = table()[folder].local ? changes_.find(table()[folder].inode) : nullptr;
+    if (entry != nullptr && !entry->bound) return false;
+  }
+  return true;
 }
 
 void LocalEditor::noteLocal(Slot slot) {
@@ -87,22 +106,42 @@ void LocalEditor::touchFolder(Slot folder) {
 }
 
 // The node counts no longer in memory; the database is told of one row.
-void LocalEditor::pushRemoval(Inode inode, NodeKind kind) {
+void LocalEditor::pushRemoval(const LocalEntry& entry) {
   JournalChunk chunk;
-  chunk.putRemoval(inode, 1, kind == NodeKind::folder ? 1 : 0);
+  chunk.putRemoval(entry.inode, 1, entry.fields.kind == NodeKind::folder ? 1 : 0);
+  chunk.putSettled(entry.settled);
   around_.journal.push(std::move(chunk));
+  if (entry.gone) changes_.forgetAfter(entry.inode, around_.journal.pushedSoFar());
+}
+
+// The entry, to be put in the same draft, stands for a node that the database is not to know.
+void LocalEditor::forgetRow(Draft& draft, LocalEntry& entry) {
+  entry.settled = changes_.nextNumber();
+  draft.rowsGone.push_back(entry.inode);
+}
+
+// Of the node nothing is left, but for what the database may have.
+void LocalEditor::putGone(Draft& draft, const LocalEntry& entry) {
+  LocalEntry gone;
+  gone.inode = entry.inode;
+  gone.parent = entry.parent;
+  gone.name = entry.name;
+  gone.fields.kind = entry.fields.kind;
+  gone.gone = true;
+  forgetRow(draft, gone);
+  putEntry(draft, std::move(gone));
 }
 
 int LocalEditor::commit(Draft& draft) {
   // Of these the log will not vouch for a local file any more.
   std::vector<Inode> taken;
   for (const LocalEntry& entry : draft.edit.put) {
-    const bool own = entry.content || entry.writers > 0 || entry.removed;
+    const bool own = entry.content || entry.writers > 0 || entry.removed || !entry.pending();
     if (!own && entry.fields.kind == NodeKind::file) taken.push_back(entry.inode);
   }
   if (const int code = changes_.apply(std::move(draft.edit))) return code;
   for (const Inode inode : taken) around_.contents.comeBack(inode);
-  for (const auto& [inode, kind] : draft.rowsGone) pushRemoval(inode, kind);
+  for (const Inode inode : draft.rowsGone) pushRemoval(*changes_.find(inode));
   if (draft.unbound != kNoSlot) {
     table().setOwnIdentifier(draft.unbound, {});
     noteLocal(draft.unbound);
@@ -111,10 +150,7 @@ int LocalEditor::commit(Draft& draft) {
 }
 
 std::string LocalEditor::versionOf(const LocalEntry& entry) const {
-  if (!entry.version.empty()) return entry.version;
-  Journal::Chunk keepsAlive;
-  const auto row = around_.journal.find(entry.inode, keepsAlive);
-  return row ? std::string(row->version) : around_.reader.text(entry.inode, ReplicaReader::Text::version);
+  return entry.version.empty() ? storedText(entry.inode, ReplicaReader::Text::version) : entry.version;
 }
 
 bool LocalEditor::mayTakeOver(const LocalEntry& entry) const {
@@ -128,7 +164,8 @@ bool LocalEditor::mayBeTakenOver(const LocalEntry& entry) const {
          !isPlaceUncertain(entry, table().slotForInode(entry.inode));
 }
 
-void LocalEditor::takeOver(LocalEntry& entry, const LocalEntry& from, Draft& draft) {
+// The other one is gone with that, or unbound by the caller.
+void LocalEditor::takeOver(LocalEntry& entry, const LocalEntry& from) {
   entry.bound = entry.content = true;
   entry.moved = false;
   entry.identifier.clear();
@@ -138,7 +175,6 @@ void LocalEditor::takeOver(LocalEntry& entry, const LocalEntry& from, Draft& dra
   entry.fields.versionTag = from.fields.versionTag;
   entry.takenRevision = 0;
   ++entry.contentRevision;
-  if (!entry.version.empty()) draft.rowsGone.emplace_back(from.inode, from.fields.kind);
 }
 
 // The new file stands where the server has one that was removed or set aside here.
@@ -147,8 +183,8 @@ void LocalEditor::takeOverPlace(LocalEntry& entry, const std::string& identifier
   const LocalEntry* const there = changes_.elsewhereFor(identifier);
   if (there == nullptr || !mayBeTakenOver(*there)) return;
   if (there->removed) {
-    draft.edit.drop.push_back(there->inode);
-    takeOver(entry, *there, draft);
+    putGone(draft, *there);
+    takeOver(entry, *there);
   } else {
     takeOverFromBackup(entry, identifier, draft);
   }
@@ -163,7 +199,8 @@ bool LocalEditor::takeOverFromBackup(LocalEntry& entry, const std::string& ident
   const auto file = around_.contents.file(aside.inode, aside.fields.versionTag, aside.fields.size);
   const auto opened = around_.contents.opened(file);
   if (!opened || !*opened || around_.contents.becomeLocal(*opened, true) != 0) return false;
-  takeOver(entry, aside, draft);
+  takeOver(entry, aside);
+  forgetRow(draft, aside);
   aside.bound = aside.moved = false;
   aside.content = true;
   aside.identifier.clear();
@@ -186,13 +223,13 @@ std::expected<Slot, int> LocalEditor::create(Slot folder, std::string_view name,
   entry.name = name;
   entry.fields = newFields(what);
   entry.symlinkTarget = what.symlinkTarget;
-  entry.order = changes_.nextOrder();
+  entry.order = changes_.nextNumber();
   entry.listed = what.kind == NodeKind::folder;
   entry.content = entry.writing = what.kind == NodeKind::file;
   entry.contentRevision = 1;
   if (entry.writing) entry.writers = 1;  // who makes a file has it open
   Draft draft;
-  takeOverPlace(entry, derivedIdentifier(folder, name), draft);
+  if (isOnServer(folder)) takeOverPlace(entry, derivedIdentifier(folder, name), draft);
   const NodeFields fields = entry.fields;
   putEntry(draft, std::move(entry));
   if (const int code = commit(draft)) return std::unexpected(code);
@@ -223,7 +260,7 @@ Slot LocalEditor::successorAt(const std::string& identifier) {
   if (cut == std::string::npos) return kNoSlot;
   const Slot folder =
       cut == 0 ? table().root() : around_.tree.loadIdentifier(std::string_view(identifier).substr(0, cut));
-  if (folder == kNoSlot) return kNoSlot;
+  if (folder == kNoSlot || !isOnServer(folder)) return kNoSlot;
   const Slot slot = table().child(folder, std::string_view(identifier).substr(cut + 1));
   if (slot == kNoSlot) return kNoSlot;
   const LocalEntry* const entry = changes_.find(table()[slot].inode);
@@ -240,19 +277,19 @@ void LocalEditor::leave(Slot slot, Draft& draft, LocalEntry* successor) {
   if (entry.bound && !entry.moved && !unsure) entry.identifier = around_.tree.identifier(slot);
   if (!unsure && mayBeTakenOver(entry)) {
     if (successor != nullptr && !entry.moved && mayTakeOver(*successor)) {
-      takeOver(*successor, entry, draft);
-      return draft.edit.drop.push_back(entry.inode);
+      takeOver(*successor, entry);
+      return putGone(draft, entry);
     }
     const Slot heir = entry.moved ? successorAt(entry.identifier) : kNoSlot;
     const bool leaving = heir != kNoSlot && successor != nullptr && table()[heir].inode == successor->inode;
     if (heir != kNoSlot && !leaving) {
       LocalEntry taking = entryOf(heir);
-      takeOver(taking, entry, draft);
+      takeOver(taking, entry);
       NodeFields fields = table().fields(heir);
       fields.versionTag = taking.fields.versionTag;
       table().setFields(heir, fields);
       putEntry(draft, std::move(taking));
-      return draft.edit.drop.push_back(entry.inode);
+      return putGone(draft, entry);
     }
   }
   entry.removed = true;
@@ -297,17 +334,18 @@ int LocalEditor::rename(Slot slot, Slot folder, std::string_view name, bool mayR
 
   Draft draft;
   LocalEntry entry = entryOf(slot);
-  const std::string destination = derivedIdentifier(folder, name);
   if (entry.bound) {
     const std::string now = around_.tree.identifier(slot);
-    entry.moved = now != destination;
+    entry.moved = !isPlaceOf(now, folder, name);
     entry.identifier = entry.moved ? now : std::string();
   }
   entry.parent = table()[folder].inode;
   entry.name = name;
   if (target != kNoSlot) leave(target, draft, &entry);
-  takeOverPlace(entry, destination, draft);
+  if (isOnServer(folder)) takeOverPlace(entry, derivedIdentifier(folder, name), draft);
   const std::string own = entry.bound && entry.moved ? entry.identifier : std::string();
+  const bool isBack = entry.bound && !entry.moved;  // the database may have it nowhere
+  if (isBack) entry.settled = changes_.nextNumber();
   const NodeFields fields = entry.fields;
   putEntry(draft, std::move(entry));
   if (const int code = commit(draft)) return code;
@@ -320,6 +358,7 @@ int LocalEditor::rename(Slot slot, Slot folder, std::string_view name, bool mayR
   table().setFields(slot, fields);
   noteLocal(slot);
   touchFolder(folder);
+  if (isBack) putRow(slot, *changes_.find(table()[slot].inode));
   return 0;
 }
 

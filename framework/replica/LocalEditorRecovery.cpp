@@ -1,3 +1,4 @@
+#include <map>
 #include <vector>
 
 #include <fmt/format.h>
@@ -7,34 +8,19 @@
 
 namespace zelto {
 
-bool LocalEditor::isInPlace(const LocalEntry& entry, Slot slot) const {
-  const TableNode& node = table()[slot];
-  return table()[node.parent].inode == entry.parent && node.name() == entry.name &&
-         table().ownIdentifier(slot).empty();
-}
-
-// What the database says of the node, where it knows better, and whether its bytes are here.
+// Whether there is anything to be made of what was noted, and whether its bytes are here.
 bool LocalEditor::isOfUse(LocalEntry& entry) {
-  const Slot slot = around_.tree.loadNode(entry.inode);
+  if (!entry.pending() && !isNewerThanDatabase(entry)) return false;
+  if (entry.gone) return true;
   if (!entry.bound) {
     if (entry.removed && entry.attempt.empty()) return false;
     if (entry.removed) entry = presumed(std::move(entry));
     entry.identifier = entry.attempt;
-    // The server took the creation, and the process died before the log was told.
-    if (slot != kNoSlot && !entry.removed) {
-      entry.bound = entry.moved = true;
-      entry.identifier = around_.tree.identifier(slot);
-    }
   }
-  // The server took the move, and the process died before the log was told: the database knows it in its
-  // place. Of what is still to be moved it knows none.
-  if (entry.bound && entry.moved && slot != kNoSlot && isInPlace(entry, slot)) {
-    entry.moved = false;
-    entry.identifier.clear();
-    entry.attempt.clear();
-  }
-  if (!entry.pending() && slot == kNoSlot) return false;
-  if (entry.content && entry.fields.kind == NodeKind::file) {
+  const bool file = entry.fields.kind == NodeKind::file;
+  // The server has these bytes; they were to be put with the others once the database had heard of that.
+  if (file && !entry.pending()) around_.contents.findLocal(entry.inode, entry.fields.versionTag);
+  if (entry.content && file) {
     if (around_.contents.findLocal(entry.inode, entry.fields.versionTag)) {
       around_.contents.localAttributes(entry.inode, entry.fields, entry.writing);
     } else if (entry.bound) {
@@ -50,36 +36,58 @@ bool LocalEditor::isOfUse(LocalEntry& entry) {
   return true;
 }
 
+// Whether the database's row, if there is one, counts for nothing.
+bool LocalEditor::isRowWrong(const LocalEntry& entry) { return entry.removed || entry.gone || !entry.bound; }
+
 // Leaves its place, so that another can have it.
 void LocalEditor::setAside(const LocalEntry& entry) {
-  if (entry.removed) around_.tree.hide(entry.inode);
-  const Slot slot = table().slotForInode(entry.inode);
+  const Slot slot = around_.tree.loadNode(entry.inode);
   if (slot == kNoSlot) return;
-  if (entry.removed) return dropFromMemory(slot);
   if (table().ownIdentifier(slot).empty()) table().setOwnIdentifier(slot, around_.tree.identifier(slot));
   table().unlink(slot);
   table()[slot].parent = table().root();
 }
 
-// What the database still shows where the server has this node: the node has taken that over, and then left.
-void LocalEditor::dropPredecessor(const LocalEntry& entry) {
-  const auto cut = entry.identifier.rfind('/');
-  if (!entry.bound || cut == std::string::npos) return;
-  const std::string_view identifier = entry.identifier;
-  const Slot folder = cut == 0 ? table().root() : around_.tree.loadIdentifier(identifier.substr(0, cut));
-  if (folder == kNoSlot || table()[folder].kind != NodeKind::folder) return;
-  around_.tree.loadChildren(folder);
-  const Slot there = table().child(folder, identifier.substr(cut + 1));
-  if (there == kNoSlot || table()[there].inode == entry.inode || !table().ownIdentifier(there).empty())
-    return;
-  ReplicaDelta ignored;
-  dropSubtree(there, ignored);
+// The database keeps its rows, and what was moved out of it stays in memory.
+void LocalEditor::dropFromMemory(Slot slot) {
+  std::vector<Slot> children;
+  table().forEachChild(slot, [&](Slot child) { children.push_back(child); });
+  for (const Slot child : children) dropFromMemory(child);
+  if (table()[slot].kind == NodeKind::folder) --around_.counters.folders;
+  --around_.counters.items;
+  table().remove(slot);
+}
+
+// What the server said last, as far as nothing else was set here; of what the database knows an older state,
+// or none, as it was noted.
+NodeFields LocalEditor::restoredFields(const LocalEntry& entry, Slot slot) const {
+  if (slot == kNoSlot || entry.content || isNewerThanDatabase(entry)) return entry.fields;
+  NodeFields fields = table().fields(slot);
+  fields.here = entry.fields.here;
+  if ((fields.here & kDatesHere) == 0) return fields;
+  fields.modifiedNs = entry.fields.modifiedNs;
+  fields.createdNs = entry.fields.createdNs;
+  fields.accessedNs = entry.fields.accessedNs;
+  return fields;
+}
+
+void LocalEditor::addRestored(const LocalEntry& entry, Slot folder) {
+  const bool isFolder = entry.fields.kind == NodeKind::folder;
+  const Slot slot = table().add(entry.inode, folder, entry.name, entry.fields);
+  table()[slot].listed = entry.listed;
+  table()[slot].loaded = !entry.bound && isFolder;
+  const bool counted = entry.bound && around_.reader.parent(entry.inode).has_value();
+  if (counted) return;
+  ++around_.counters.items;
+  if (isFolder) ++around_.counters.folders;
 }
 
 // Puts a node at its place here. False when its folder is not known (yet).
 bool LocalEditor::restore(LocalEntry& entry) {
   const Slot folder = around_.tree.loadNode(entry.parent);
   if (folder == kNoSlot || table()[folder].kind != NodeKind::folder) return false;
+  const bool setAside = folder != table().root() && !table()[folder].linked;
+  if (setAside) return false;
   around_.tree.loadChildren(folder);
   Slot slot = table().slotForInode(entry.inode);
   if (slot != kNoSlot && around_.tree.isBelowOrSelf(folder, slot)) return false;
@@ -89,26 +97,17 @@ bool LocalEditor::restore(LocalEntry& entry) {
     ReplicaDelta ignored;
     dropSubtree(occupant, ignored);
   }
-  NodeFields fields = entry.fields;
-  if (slot == kNoSlot) {
-    slot = table().add(entry.inode, folder, entry.name, fields);
-    table()[slot].listed = entry.listed;
-    table()[slot].loaded = !entry.bound && fields.kind == NodeKind::folder;
-    if (!entry.bound) ++around_.counters.items;
-    if (!entry.bound && fields.kind == NodeKind::folder) ++around_.counters.folders;
-  } else {
-    if (!entry.content) {
-      const std::uint16_t here = fields.here;
-      fields = table().fields(slot);
-      fields.here = here;
-    }
-    if (table()[slot].linked) table().unlink(slot);
-    table().link(slot, folder, entry.name);
-    table().setFields(slot, fields);
+  entry.fields = restoredFields(entry, slot);
+  if (entry.bound && !isNewerThanDatabase(entry) && !entry.content && slot != kNoSlot) {
+    entry.version = storedText(entry.inode, ReplicaReader::Text::version);
   }
-  if (entry.moved && entry.identifier == derivedIdentifier(folder, entry.name)) {
-    entry.moved = false;
-    entry.identifier.clear();
+  if (slot == kNoSlot) {
+    addRestored(entry, folder);
+    slot = table().slotForInode(entry.inode);
+  } else {
+    if (table()[slot].linked) table().unlink(slot);  // only found with a folder that was moved
+    table().link(slot, folder, entry.name);
+    table().setFields(slot, entry.fields);
   }
   table().setOwnIdentifier(slot, entry.bound && entry.moved ? std::string_view(entry.identifier) : "");
   table()[slot].local = entry.pending();
@@ -119,24 +118,47 @@ int LocalEditor::recover() {
   auto kept = changes_.read();
   if (!kept) return kept.error();
   std::erase_if(*kept, [this](LocalEntry& entry) { return !isOfUse(entry); });
-  for (const LocalEntry& entry : *kept) setAside(entry);
-  for (const LocalEntry& entry : *kept) dropPredecessor(entry);
+  for (const LocalEntry& entry : *kept) {
+    if (isRowWrong(entry)) around_.tree.hide(entry.inode);
+  }
+  for (const LocalEntry& entry : *kept) {
+    if (!isRowWrong(entry)) setAside(entry);
+  }
   std::vector<LocalEntry*> waiting;
   for (LocalEntry& entry : *kept) {
-    if (!entry.removed) waiting.push_back(&entry);
+    if (!entry.removed && !entry.gone) waiting.push_back(&entry);
   }
   while (std::erase_if(waiting, [this](LocalEntry* entry) { return restore(*entry); }) > 0) continue;
   for (const LocalEntry* entry : waiting) {
     if (const Slot slot = table().slotForInode(entry->inode); slot != kNoSlot) dropFromMemory(slot);
+    if (!entry->pending()) continue;
     reportLine(fmt::format("a local change of \"{}\" has lost its folder; what it holds is kept in local/{}",
                            entry->name, entry->inode));
   }
-  const int code = changes_.begin(*std::move(kept));
+  const int code = changes_.begin(*std::move(kept), settledInDatabase_);
+  if (code == 0) tellDatabaseAgain();
   around_.contents.sweepLocal([this](Inode inode) {
     const LocalEntry* const entry = changes_.find(inode);
-    return entry != nullptr && entry->content;
+    return entry != nullptr && (entry->content || !entry->pending());
   });
   return code;
+}
+
+// Of what an earlier process noted and the database did not come to hear.
+void LocalEditor::tellDatabaseAgain() {
+  std::map<std::uint64_t, Inode> missing;
+  changes_.forEach([&](const LocalEntry& entry) {
+    if (isNewerThanDatabase(entry)) missing.emplace(entry.settled, entry.inode);
+  });
+  for (const auto& [number, inode] : missing) {
+    const LocalEntry& entry = *changes_.find(inode);
+    const Slot slot = table().slotForInode(inode);
+    if (entry.gone || !entry.bound) {
+      pushRemoval(entry);
+    } else if (slot != kNoSlot) {
+      putRow(slot, entry);
+    }
+  }
 }
 
 }  // namespace zelto

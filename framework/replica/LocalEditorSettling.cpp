@@ -33,10 +33,10 @@ ReplicaDelta LocalEditor::settle(const LocalStep& step, const NSFileProviderItem
 }
 
 ReplicaDelta LocalEditor::settleRemoval(const LocalEntry& entry, const std::string& identifier) {
-  const NodeKind kind = entry.fields.kind;
-  changes_.noteSettled(entry.inode, identifier);
-  if (!versionOf(entry).empty()) pushRemoval(entry.inode, kind);
-  changes_.settleLate(entry.inode, around_.journal.pushedSoFar());
+  const Inode inode = entry.inode;
+  Draft draft;
+  putGone(draft, entry);
+  if (commit(draft) == 0) changes_.noteSettled(inode, identifier);
   return {};
 }
 
@@ -69,7 +69,7 @@ void LocalEditor::settleContent(LocalEntry& next, const LocalStep& step) const {
 
 void LocalEditor::bindTo(Slot slot, LocalEntry& next, const std::string& identifier) {
   next.bound = true;
-  next.moved = derivedIdentifier(table()[slot].parent, table()[slot].name()) != identifier;
+  next.moved = !isPlaceOf(identifier, table()[slot].parent, table()[slot].name());
   next.identifier = next.moved ? identifier : std::string();
 }
 
@@ -91,14 +91,10 @@ ReplicaDelta LocalEditor::settleBound(const LocalStep& step, const NSFileProvide
     takeItem(slot, next, item, sentContent);
   }
   if (sentContent && next.fields.kind == NodeKind::file) settleContent(next, step);
+  next.settled = changes_.nextNumber();
   const LocalEntry noted = next;
-  if (noted.pending()) putEntry(draft, std::move(next));
+  putEntry(draft, std::move(next));
   if (commit(draft) != 0) return {};  // the step will be taken again
-  if (!noted.pending()) {
-    // The log keeps the older entry until the database has the row: only memory follows for now.
-    changes_.expectAs(noted.inode, {});
-    *changes_.running(noted.inode) = noted;
-  }
   changes_.noteSettled(noted.inode, step.identifier);
   changes_.noteSettled(noted.inode, identifier);
   table().setOwnIdentifier(slot, noted.moved ? std::string_view(noted.identifier) : std::string_view());
@@ -107,7 +103,7 @@ ReplicaDelta LocalEditor::settleBound(const LocalStep& step, const NSFileProvide
   if (noted.fields.kind == NodeKind::file && !noted.content) {
     around_.contents.taken(noted.inode, noted.fields.versionTag, noted.fields.size);
   }
-  store(slot, noted);
+  putRow(slot, noted);
   ReplicaDelta delta;
   delta.metadataChanged.push_back(noted.inode);
   return delta;
@@ -130,14 +126,11 @@ void LocalEditor::followMove(const std::string& from, const std::string& to, Dra
   });
 }
 
-void LocalEditor::store(Slot slot, const LocalEntry& next) {
-  putRow(slot, next);
-  if (!next.pending()) changes_.settleLate(next.inode, around_.journal.pushedSoFar());
-}
-
 void LocalEditor::putRow(Slot slot, const LocalEntry& next) {
   const TableNode& node = table()[slot];
   const std::string version = versionOf(next);
+  const std::string attributes =
+      next.attributesHere ? next.attributes : storedText(next.inode, ReplicaReader::Text::attributes);
   NodeRow row;
   row.inode = node.inode;
   // One that the server has elsewhere stands nowhere in the database: the log says where it is here.
@@ -148,10 +141,12 @@ void LocalEditor::putRow(Slot slot, const LocalEntry& next) {
   row.ownIdentifier = table().ownIdentifier(slot);
   row.version = version;
   row.symlinkTarget = next.symlinkTarget;
-  if (next.attributesHere) row.attributes = next.attributes;
+  row.attributes = attributes;
   JournalChunk chunk;
   chunk.putNode(row);
+  chunk.putSettled(next.settled);
   around_.journal.push(std::move(chunk));
+  if (!next.pending()) changes_.forgetAfter(next.inode, around_.journal.pushedSoFar());
 }
 
 }  // namespace zelto

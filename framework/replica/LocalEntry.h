@@ -27,6 +27,9 @@ struct LocalEntry {
   SentContent sent;
   std::uint64_t order = 0;  // the oldest change has the lowest
   std::uint64_t metadata = 0;
+  // The number of what the database was last to be told of it, 0 for nothing: see LocalEditor::recover.
+  std::uint64_t settled = 0;
+  bool gone = false;     // neither here nor on the server: only the database may still know it
   bool bound = false;    // the server has it
   bool moved = false;    // elsewhere
   bool removed = false;  // gone here
@@ -41,7 +44,10 @@ struct LocalEntry {
   std::uint64_t contentRevision = 0;  // counts changes of the bytes
   std::uint64_t takenRevision = 0;    // the one that the server took last
 
-  bool pending() const { return removed || !bound || moved || content || metadata != 0; }
+  // What may have been carried out without our being told is a change until that is known.
+  bool pending() const {
+    return !gone && (removed || !bound || moved || content || metadata != 0 || !attempt.empty());
+  }
 
   // As bytes of a record; nothing for bytes that are none.
   std::string encoded() const;

@@ -18,22 +18,27 @@
 namespace zelto {
 namespace {
 
-constexpr std::string_view kMagic = "zelto-local-2\n";
-constexpr std::uint32_t kLongestRecord = 1 << 20;
+constexpr std::string_view kMagic = "zelto-local-3\n";
 
-struct RecordHead {
-  std::uint32_t length;  // of the entry's bytes; 0: there is none
-  std::uint32_t reserved;
-  Inode inode;
+// What is noted together counts as a whole or not at all.
+struct BatchHead {
+  std::uint64_t length;  // of its records
   std::uint64_t digest;
 };
 
-std::uint64_t digestOf(Inode inode, std::string_view bytes) { return digestOfBytes(bytes, inode + 1); }
+struct RecordHead {
+  std::uint64_t length;  // of the entry's bytes; 0: there is none
+  Inode inode;
+};
 
-void put(std::string& to, const LocalLog::Record& record) {
-  const std::string bytes = record.entry != nullptr ? record.entry->encoded() : std::string();
-  putPlain(to, RecordHead{static_cast<std::uint32_t>(bytes.size()), 0, record.inode,
-                          digestOf(record.inode, bytes)});
+void putBatch(std::string& to, std::span<const LocalLog::Record> records) {
+  std::string bytes;
+  for (const LocalLog::Record& record : records) {
+    const std::string entry = record.entry != nullptr ? record.entry->encoded() : std::string();
+    putPlain(bytes, RecordHead{entry.size(), record.inode});
+    bytes += entry;
+  }
+  putPlain(to, BatchHead{bytes.size(), digestOfBytes(bytes)});
   to += bytes;
 }
 
@@ -48,21 +53,30 @@ int writeAll(int file, std::string_view bytes) {
   return 0;
 }
 
-std::unordered_map<Inode, LocalEntry> entriesIn(std::string_view bytes) {
-  std::unordered_map<Inode, LocalEntry> entries;
-  if (!bytes.starts_with(kMagic)) return entries;
-  ByteReader reader(bytes.substr(kMagic.size()));
+using Entries = std::unordered_map<Inode, LocalEntry>;
+
+void takeBatch(std::string_view bytes, Entries& entries) {
+  ByteReader reader(bytes);
   while (!reader.atEnd()) {
     const auto head = reader.plain<RecordHead>();
-    if (reader.failed() || head.length > kLongestRecord) break;
-    const std::string_view record = reader.bytes(head.length);
-    if (reader.failed() || digestOf(head.inode, record) != head.digest) break;
-    auto entry = LocalEntry::decoded(record);
+    auto entry = LocalEntry::decoded(reader.bytes(head.length));
     if (entry && entry->inode == head.inode) {
       entries.insert_or_assign(head.inode, std::move(*entry));
     } else {
       entries.erase(head.inode);
     }
+  }
+}
+
+Entries entriesIn(std::string_view bytes) {
+  Entries entries;
+  if (!bytes.starts_with(kMagic)) return entries;
+  ByteReader reader(bytes.substr(kMagic.size()));
+  while (!reader.atEnd()) {
+    const auto head = reader.plain<BatchHead>();
+    const std::string_view batch = reader.bytes(head.length);
+    if (reader.failed() || digestOfBytes(batch) != head.digest) break;
+    takeBatch(batch, entries);
   }
   return entries;
 }
@@ -86,7 +100,7 @@ std::expected<std::vector<LocalEntry>, int> LocalLog::read() {
 
 int LocalLog::rewrite(const std::vector<const LocalEntry*>& entries) {
   std::string bytes(kMagic);
-  for (const LocalEntry* entry : entries) put(bytes, {entry->inode, entry});
+  for (const LocalEntry* entry : entries) putBatch(bytes, {{{entry->inode, entry}}});
   const std::string fresh = path_ + ".new";
   UniqueDescriptor file(
       ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0600));
@@ -109,7 +123,7 @@ int LocalLog::append(std::span<const Record> records) {
   if (damagedEnd_ && ::ftruncate(file_.get(), static_cast<off_t>(bytes_)) != 0) return errno;
   damagedEnd_ = false;
   std::string bytes;
-  for (const Record& record : records) put(bytes, record);
+  putBatch(bytes, records);
   if (const int code = writeAll(file_.get(), bytes)) {
     damagedEnd_ = ::ftruncate(file_.get(), static_cast<off_t>(bytes_)) != 0;
     return code;

@@ -25,8 +25,8 @@ class LocalLog {
 
   explicit LocalLog(std::string path) : path_(std::move(path)) {}
 
-  // Reads what an earlier process left, in the order of the changes. A record that a kill cut off, and what
-  // comes after it, is not there. ERRORS: errno values.
+  // Reads what an earlier process left, in the order of the changes. What a kill cut off, with all that was
+  // noted together with it, is not there. ERRORS: errno values.
   std::expected<std::vector<LocalEntry>, int> read();
   // Replaces the file by one with these entries alone. ERRORS: errno values, 0 for none.
   int rewrite(const std::vector<const LocalEntry*>& entries);

@@ -31,7 +31,8 @@ LocalReplica::LocalReplica(Parts parts)
       contents_(std::make_shared<ContentStore>(parts.files.content(), parts.files.local(),
                                                parts.opened.session.number, journal_)),
       tree_(reader_, health_),
-      editor_({tree_, *contents_, reader_, *journal_, templates_, counters_}, parts.files.localLog()),
+      editor_({tree_, *contents_, reader_, *journal_, templates_, counters_}, parts.files.localLog(),
+              parts.opened.session.settled),
       writer_(std::move(parts.opened.database),
               ReplicaWriter::Surroundings{*journal_, *contents_, reader_, templates_, health_, counters_,
                                           [this] { databaseWritten(); }},
@@ -136,15 +137,6 @@ std::optional<Inode> LocalReplica::inodeForRelativePath(std::string_view path) {
   return tree_.table()[slot].inode;
 }
 
-// What is still to be written is newer than what the database has.
-std::string LocalReplica::text(Inode inode, ReplicaReader::Text which) {
-  Journal::Chunk keepsAlive;
-  const auto row = journal_->find(inode, keepsAlive);
-  if (!row) return reader_.text(inode, which);
-  if (which == ReplicaReader::Text::version) return std::string(row->version);
-  return std::string(which == ReplicaReader::Text::symlinkTarget ? row->symlinkTarget : row->attributes);
-}
-
 std::string LocalReplica::symlinkTarget(Inode inode) {
   const auto known = node(inode);
   if (!known || known->kind != NodeKind::symlink) return {};
@@ -152,7 +144,7 @@ std::string LocalReplica::symlinkTarget(Inode inode) {
     const std::shared_lock lock(mutex_);
     if (const std::string* here = editor_.symlinkTarget(inode)) return *here;
   }
-  return text(inode, ReplicaReader::Text::symlinkTarget);
+  return editor_.storedText(inode, ReplicaReader::Text::symlinkTarget);
 }
 
 std::vector<std::pair<std::string, std::string>> LocalReplica::extendedAttributes(Inode inode) {
@@ -161,16 +153,18 @@ std::vector<std::pair<std::string, std::string>> LocalReplica::extendedAttribute
     const std::shared_lock lock(mutex_);
     if (const std::string* here = editor_.attributesHere(inode)) return decodedAttributes(*here);
     const Slot slot = tree_.table().slotForInode(inode);
-    if (slot == kNoSlot || tree_.table().fields(slot).attributesDigest == 0) return {};
+    if (slot == kNoSlot) return {};
+    const NodeFields fields = tree_.table().fields(slot);
+    if (fields.attributesDigest == 0 && (fields.here & kAttributesHere) == 0) return {};
   }
-  return decodedAttributes(text(inode, ReplicaReader::Text::attributes));
+  return decodedAttributes(editor_.storedText(inode, ReplicaReader::Text::attributes));
 }
 
 std::optional<NSFileProviderItemVersion> LocalReplica::version(Inode inode) {
   const auto known = node(inode);
   const VersionTemplate* const base = templates_.current();
   if (!known || known->versionTag == 0 || base == nullptr) return {};
-  const std::string compact = text(inode, ReplicaReader::Text::version);
+  const std::string compact = editor_.storedText(inode, ReplicaReader::Text::version);
   if (compact.empty()) return {};
   return base->decode(compact);
 }

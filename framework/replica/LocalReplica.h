@@ -84,7 +84,6 @@ class LocalReplica final : public Replica {
  private:
   Slot loadedNode(Inode inode) { return tree_.loadNode(inode); }
   LookupResult found(Slot folder, std::string_view name) const;
-  std::string text(Inode inode, ReplicaReader::Text which);
   ReplicaDelta learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
                      std::optional<std::uint64_t> asked, const std::function<void(Learner&)>& what);
   // BLOCKS: until the database knows all folders above a node (and itself, of a folder). The log of local

@@ -44,6 +44,7 @@ inline constexpr std::uint16_t kPermissionBits = 0x1ff;
 inline constexpr std::uint16_t kPermissionsHere = 0x200;
 inline constexpr std::uint16_t kDatesHere = 0x400;  // for as long as the server has this version
 inline constexpr std::uint16_t kLinkHere = 0x800;   // a symbolic link whose place an empty file keeps there
+inline constexpr std::uint16_t kAttributesHere = 0x1000;  // extended attributes
 
 // What a node carries besides its place in the tree.
 struct NodeFields {

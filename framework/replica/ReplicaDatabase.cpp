@@ -8,13 +8,14 @@
 namespace zelto {
 namespace {
 
-constexpr std::int64_t kVersion = 2;
+constexpr std::int64_t kVersion = 3;
 constexpr int kWriterCacheKiB = 2048;
 constexpr int kReaderCacheKiB = 512;
 
 constexpr const char* kTables = R"(
 CREATE TABLE session(one INTEGER PRIMARY KEY CHECK(one = 1), boot BLOB NOT NULL, clean INTEGER NOT NULL,
-  number INTEGER NOT NULL, nextInode INTEGER NOT NULL, versionTemplate BLOB NOT NULL);
+  number INTEGER NOT NULL, nextInode INTEGER NOT NULL, versionTemplate BLOB NOT NULL,
+  settled INTEGER NOT NULL);
 CREATE TABLE node(inode INTEGER PRIMARY KEY, parent INTEGER NOT NULL, kind INTEGER NOT NULL,
   listed INTEGER NOT NULL, capabilities INTEGER NOT NULL, flags INTEGER NOT NULL, size INTEGER NOT NULL,
   modified INTEGER NOT NULL, versionTag INTEGER NOT NULL, name BLOB NOT NULL,
@@ -33,17 +34,18 @@ NSError databaseError(const ReplicaFiles& files, const std::string& text) {
 
 bool makeTables(Database& database, std::uint64_t firstInode) {
   const std::string session = "INSERT INTO session VALUES(1, x'', 1, 0, " + std::to_string(firstInode) +
-                              ", x''); PRAGMA user_version=" + std::to_string(kVersion) + ";";
+                              ", x'', 0); PRAGMA user_version=" + std::to_string(kVersion) + ";";
   return database.execute("BEGIN") && database.execute(kTables) && database.execute(session.c_str()) &&
          database.execute("COMMIT");
 }
 
 bool readSession(Database& database, ReplicaSession& session) {
-  Statement row = database.prepare("SELECT number, nextInode, versionTemplate FROM session");
+  Statement row = database.prepare("SELECT number, nextInode, versionTemplate, settled FROM session");
   if (!row.step()) return false;
   session.number = row.natural(0) + 1;
   session.nextInode = row.natural(1);
   session.versionTemplate = row.bytes(2);
+  session.settled = row.natural(3);
   row.reset();
   const auto nodes = database.integer("SELECT count(*) FROM node");
   const auto folders = database.integer("SELECT count(*) FROM node WHERE kind = 1");

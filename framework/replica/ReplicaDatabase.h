@@ -16,6 +16,7 @@ struct ReplicaSession {
   std::uint64_t nextInode = 0;  // no number below is free
   std::uint64_t items = 0;      // without the root
   std::uint64_t folders = 0;
+  std::uint64_t settled = 0;  // by this number and lower ones the log calls what is in the database
   bool rootListed = false;
   bool anyOwnIdentifiers = false;
   std::string versionTemplate;

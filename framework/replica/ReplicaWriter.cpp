@@ -35,6 +35,7 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
       dropContents_(database_.prepare("DELETE FROM content WHERE inode = ?")),
       putContent_(database_.prepare("INSERT OR REPLACE INTO content VALUES(?, ?, ?, ?, ?)")),
       dropContent_(database_.prepare("DELETE FROM content WHERE inode = ? AND generation = ?")),
+      putSettled_(database_.prepare("UPDATE session SET settled = ?")),
       templateWritten_(around_.templates.current() != nullptr),
       pause_(kFirstPause),
       nextInode_(nextInode),
@@ -136,7 +137,7 @@ void ReplicaWriter::removeGone() {
   around_.counters.items -= goneItems_;
   around_.counters.folders -= goneFolders_;
   for (const Inode inode : goneContents_) {
-    if (const auto removed = around_.contents.remove(inode)) ::unlink(removed->path.c_str());
+    if (const auto removed = around_.contents.removeFetched(inode)) ::unlink(removed->path.c_str());
   }
 }
 
@@ -206,5 +207,7 @@ bool ReplicaWriter::content(const ContentRow& row) {
 bool ReplicaWriter::contentGone(Inode inode, std::uint64_t generation) {
   return dropContent_.bind(0, inode).bind(1, generation).run();
 }
+
+bool ReplicaWriter::settled(std::uint64_t number) { return putSettled_.bind(0, number).run(); }
 
 }  // namespace zelto

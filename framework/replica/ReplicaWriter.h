@@ -58,11 +58,13 @@ class ReplicaWriter final : private JournalChunk::Reader {
   bool removal(Inode inode, std::uint64_t items, std::uint64_t folders) override;
   bool content(const ContentRow& row) override;
   bool contentGone(Inode inode, std::uint64_t generation) override;
+  bool settled(std::uint64_t number) override;
 
   const Surroundings around_;
   std::mutex databaseMutex_;  // guards database_ and the statements
   Database database_;
-  Statement putNode_, putListed_, putDetached_, below_, dropNode_, dropContents_, putContent_, dropContent_;
+  Statement putNode_, putListed_, putDetached_, below_, dropNode_, dropContents_, putContent_, dropContent_,
+      putSettled_;
   bool templateWritten_;
   bool failing_ = false;
   std::chrono::milliseconds pause_;

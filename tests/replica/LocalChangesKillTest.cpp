@@ -190,11 +190,15 @@ class LocalChangesKillTest : public ReplicaFixture {
     for (auto& [path, bytes] : here) {
       if (!bytes || !bytes->starts_with("size ")) continue;
       const auto file = content(at(path.substr(1)));
-      const auto there = std::ranges::find_if(server_.tree, [&](const auto& served) {
-        const auto known = work_->model.find(path);
-        if (known != work_->model.end()) return served.second && known->second == served.second;
-        return served.second && file && served.second->size() == file->size();
-      });
+      auto there = server_.tree.find(replica->identifier(at(path.substr(1))));
+      const bool known =
+          there != server_.tree.end() && there->second && file && there->second->size() == file->size();
+      if (!known)
+        there = std::ranges::find_if(server_.tree, [&](const auto& served) {
+          const auto wanted = work_->model.find(path);
+          if (wanted != work_->model.end()) return served.second && wanted->second == served.second;
+          return served.second && file && served.second->size() == file->size();
+        });
       if (there == server_.tree.end()) continue;
       bytes = there->second;
       if (file && file->size() == bytes->size()) {
@@ -212,6 +216,7 @@ class LocalChangesKillTest : public ReplicaFixture {
     fetchInto(here);
     const Tree before = work_->model;
     if (here == before) return;
+    if (here.empty() && before.size() == 1) return;  // killed before the share was known for good
     work_->work(nullptr);
     log_ << "began: " << work_->last << "\n";
     if (here == work_->model) return;
@@ -291,7 +296,9 @@ class LocalChangesKillTest : public ReplicaFixture {
     Tree expected = work_->model;
     for (const Inode inode : replica->localChanges()) {
       const auto change = *replica->localChange(inode);
-      EXPECT_TRUE(change.staysLocal) << change.path;
+      const auto step = replica->beginStep(inode);
+      EXPECT_TRUE(change.staysLocal) << inode << " " << change.path << " (" << change.identifier
+                                     << ") waits for " << (step ? 0 : step.error().another);
       expected.erase("/" + change.path);
     }
     EXPECT_EQ(differenceOf(expected, server_.tree), "");

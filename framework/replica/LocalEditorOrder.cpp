@@ -1,0 +1,159 @@
+#include <algorithm>
+#include <cstddef>
+
+#include "framework/replica/LocalEditor.h"
+
+// Which change comes first where one is in the other's way on the server.
+namespace zelto {
+namespace {
+
+bool isBelow(std::string_view identifier, std::string_view folder) {
+  return identifier.size() > folder.size() && identifier.starts_with(folder) &&
+         identifier[folder.size()] == '/';
+}
+
+std::string temporaryName(const LocalEntry& entry) { return ".zelto-moving-" + std::to_string(entry.inode); }
+
+}  // namespace
+
+// The folder above that is not on the server yet, or is just moving there.
+Inode LocalEditor::movingAbove(Slot slot) const {
+  for (Slot at = table()[slot].parent; at != table().root() && at != kNoSlot; at = table()[at].parent) {
+    if (!table()[at].local) continue;
+    const LocalEntry* const above = changes_.find(table()[at].inode);
+    if (above != nullptr && (!above->bound || (above->moved && above->inFlight))) return above->inode;
+  }
+  return 0;
+}
+
+// Whether the next step of an entry is about something below a folder of the server: where the server has the
+// item, or is to have it.
+bool LocalEditor::concernsBelow(const LocalEntry& entry, std::string_view folder) const {
+  if (isBelow(entry.attempt, folder)) return true;
+  const Slot slot = table().slotForInode(entry.inode);
+  if (slot == kNoSlot || entry.removed) return isBelow(entry.identifier, folder);
+  return isBelow(around_.tree.identifier(slot), folder) ||
+         isBelow(derivedIdentifier(table()[slot].parent, table()[slot].name()), folder);
+}
+
+// The folder that just moves away on the server with this item in it; 0 for none. Here the item may stand
+// elsewhere, by itself or with a folder around it, or be gone.
+Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
+  for (const Inode inode : inFlight_) {
+    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
+    if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
+  }
+  for (const Inode inode : uncertainMoves_) {
+    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
+    if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
+  }
+  return 0;
+}
+
+// A step that is being taken below a folder, by the place here or by the server's.
+Inode LocalEditor::busyBelow(const std::string& identifier, Slot slot) const {
+  for (const Inode inode : inFlight_) {
+    if (inode == table()[slot].inode) continue;
+    const Slot busy = table().slotForInode(inode);
+    if (busy != kNoSlot && around_.tree.isBelowOrSelf(busy, slot)) return inode;
+    const LocalEntry* const entry = changes_.find(inode);
+    if (entry != nullptr && concernsBelow(*entry, identifier)) return inode;
+  }
+  return 0;
+}
+
+// The node that the server still has where this one is to stand; 0 for none.
+Inode LocalEditor::occupantOf(const LocalEntry& entry, Slot slot) const {
+  const std::string place = derivedIdentifier(table()[slot].parent, entry.name);
+  const LocalEntry* there = changes_.elsewhereFor(place);
+  if (there == nullptr || there->inode == entry.inode) there = changes_.attemptedAt(place);
+  if (there != nullptr && !there->pending()) return 0;
+  return there == nullptr || there->inode == entry.inode ? 0 : there->inode;
+}
+
+// A folder above here that the server still has below this one: it leaves first.
+Inode LocalEditor::leavingFromBelow(const std::string& identifier, Slot slot) const {
+  for (Slot at = table()[slot].parent; at != table().root() && at != kNoSlot; at = table()[at].parent) {
+    const LocalEntry* const above = table()[at].local ? changes_.find(table()[at].inode) : nullptr;
+    if (above != nullptr && above->moved && isBelow(above->identifier, identifier)) return above->inode;
+  }
+  return 0;
+}
+
+std::optional<LocalEditor::Obstacle> LocalEditor::obstacleFor(const LocalEntry& entry, Next next) const {
+  const auto obstacle = [](Inode another) {
+    return another == 0 ? std::nullopt : std::optional(Obstacle{another, false});
+  };
+  if (const Inode moving = movingOnServerAbove(entry)) return obstacle(moving);
+  if (next == Next::remove) {
+    // What stood below a removed folder leaves the server first.
+    const LocalEntry* const below = changes_.elsewhereBelow(entry.identifier);
+    return obstacle(below == nullptr ? 0 : below->inode);
+  }
+  const Slot slot = table().slotForInode(entry.inode);
+  if (slot == kNoSlot) return {};
+  const bool knownFolder = entry.bound && entry.fields.kind == NodeKind::folder;
+  const std::string identifier = knownFolder ? around_.tree.identifier(slot) : std::string();
+  if (next == Next::repeat) return obstacle(knownFolder ? busyBelow(identifier, slot) : 0);
+  if (const Inode moving = movingAbove(slot)) return obstacle(moving);
+  if (next != Next::place) return {};
+  if (knownFolder) {
+    if (const Inode busy = busyBelow(identifier, slot)) return obstacle(busy);
+    if (const Inode leaving = leavingFromBelow(identifier, slot)) return obstacle(leaving);
+  }
+  const Inode occupant = occupantOf(entry, slot);
+  return occupant == 0 ? std::nullopt : std::optional(Obstacle{occupant, true});
+}
+
+// Those who wait for one another, from the entry on, if that leads back to it; else nothing.
+std::vector<LocalEditor::Waiting> LocalEditor::circleOf(const LocalEntry& start,
+                                                        const Obstacle& obstacle) const {
+  constexpr std::size_t kLongest = 256;
+  std::vector<Waiting> circle{{&start, obstacle}};
+  for (;;) {
+    const Inode another = circle.back().obstacle.another;
+    if (another == start.inode) return circle;
+    const LocalEntry* const entry = changes_.find(another);
+    if (entry == nullptr || !entry->pending() || entry->inFlight || circle.size() == kLongest) return {};
+    const Next next = nextFor(*entry, false);
+    if (next == Next::nothing || next == Next::closing || next == Next::stayHere) return {};
+    const auto further = obstacleFor(*entry, next);
+    if (!further) return {};
+    circle.push_back({entry, *further});
+  }
+}
+
+// Nobody in a circle can go first. There is a place in it that one waits for and another still has: whoever
+// can move by now goes aside, to a temporary name beside that place. All of the circle choose the same one.
+std::optional<LocalStep> LocalEditor::evadingStep(const LocalEntry& entry, const Obstacle& obstacle) const {
+  auto circle = circleOf(entry, obstacle);
+  const auto wantsPlace = [](const Waiting& waiting) { return waiting.obstacle.forPlace; };
+  const auto byInode = [](const Waiting& a, const Waiting& b) { return a.entry->inode < b.entry->inode; };
+  const auto lowest = std::ranges::min_element(circle, byInode);
+  std::ranges::rotate(circle, lowest);
+  const auto wants = std::ranges::find_if(circle, wantsPlace);
+  if (wants == circle.end()) return {};
+  const Slot parent = table()[table().slotForInode(wants->entry->inode)].parent;
+  std::ranges::rotate(circle, wants);
+  const auto goes = std::ranges::find_if(circle, [this](const Waiting& waiting) {
+    const LocalEntry& each = *waiting.entry;
+    return each.bound && each.moved && !isPlaceUncertain(each, table().slotForInode(each.inode)) &&
+           !each.identifier.ends_with("/" + temporaryName(each));
+  });
+  if (goes == circle.end() || goes->entry != &entry) return {};
+  LocalStep step = blankStep(entry, LocalStep::Kind::move);
+  step.throughTemporaryName = true;
+  step.parentIdentifier = around_.tree.identifier(parent);
+  step.name = temporaryName(entry);
+  return step;
+}
+
+// Of several moves of folders in one another whose end is not known, one is found out about first.
+bool LocalEditor::goesFirst(const LocalEntry& entry, const Obstacle& obstacle) const {
+  const auto circle = circleOf(entry, obstacle);
+  return !circle.empty() && std::ranges::all_of(circle, [&](const Waiting& waiting) {
+    return uncertainMoves_.contains(waiting.entry->inode) && entry.inode <= waiting.entry->inode;
+  });
+}
+
+}  // namespace zelto
