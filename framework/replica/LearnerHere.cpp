@@ -37,7 +37,7 @@ bool Learner::isBelowMoving(Slot slot) const {
   for (Slot at = table_[slot].parent; at != kNoSlot && at != table_.root(); at = table_[at].parent) {
     if (here_.asked && changes.settledSince(*here_.asked, table_[at].inode)) return true;
     const LocalEntry* const above = table_[at].local ? changes.find(table_[at].inode) : nullptr;
-    if (above != nullptr && above->moved && above->inFlight) return true;
+    if (above != nullptr && !above->attempt.empty()) return true;
   }
   return false;
 }

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -148,6 +149,7 @@ class LocalEditor {
   Inode leavingFromBelow(const std::string& identifier, Slot slot) const;
   Inode movingAbove(Slot slot) const;
   bool concernsBelow(const LocalEntry& entry, std::string_view folder) const;
+  std::string placeOnServer(const LocalEntry& entry) const;
   Inode movingOnServerAbove(const LocalEntry& entry) const;
   Inode busyBelow(const std::string& identifier, Slot slot) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;
@@ -170,7 +172,9 @@ class LocalEditor {
   static bool isRowWrong(const LocalEntry& entry);
   void setAside(const LocalEntry& entry);
   NodeFields restoredFields(const LocalEntry& entry, Slot slot) const;
-  bool restore(LocalEntry& entry);
+  void leavePlace(Slot slot);
+  void clearPlace(Slot occupant, const std::unordered_set<Inode>& noted);
+  bool restore(LocalEntry& entry, const std::unordered_set<Inode>& noted);
   void addRestored(const LocalEntry& entry, Slot folder);
   bool isNewerThanDatabase(const LocalEntry& entry) const { return entry.settled > settledInDatabase_; }
   void tellDatabaseAgain();

@@ -21,7 +21,7 @@ Inode LocalEditor::movingAbove(Slot slot) const {
   for (Slot at = table()[slot].parent; at != table().root() && at != kNoSlot; at = table()[at].parent) {
     if (!table()[at].local) continue;
     const LocalEntry* const above = changes_.find(table()[at].inode);
-    if (above != nullptr && (!above->bound || (above->moved && above->inFlight))) return above->inode;
+    if (above != nullptr && (!above->bound || !above->attempt.empty())) return above->inode;
   }
   return 0;
 }
@@ -36,16 +36,22 @@ bool LocalEditor::concernsBelow(const LocalEntry& entry, std::string_view folder
          isBelow(derivedIdentifier(table()[slot].parent, table()[slot].name()), folder);
 }
 
-// The folder that just moves away on the server with this item in it; 0 for none. Here the item may stand
-// elsewhere, by itself or with a folder around it, or be gone.
+// Where the server had an item last, as far as that is known.
+std::string LocalEditor::placeOnServer(const LocalEntry& entry) const {
+  const Slot slot = table().slotForInode(entry.inode);
+  return slot == kNoSlot ? entry.identifier : around_.tree.identifier(slot);
+}
+
+// The folder that just moves away on the server with this item in it, or has perhaps done so; 0 for none.
+// Here the item may stand elsewhere, by itself or with a folder around it, or be gone.
 Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
-  for (const Inode inode : inFlight_) {
-    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
-    if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
-  }
-  for (const Inode inode : uncertainMoves_) {
-    const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
-    if (above != nullptr && above->moved && concernsBelow(entry, above->identifier)) return inode;
+  for (const auto* moves : {&inFlight_, &uncertainMoves_}) {
+    for (const Inode inode : *moves) {
+      const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
+      const bool mayMove = above != nullptr && above->bound && !above->attempt.empty() &&
+                           above->fields.kind == NodeKind::folder;
+      if (mayMove && concernsBelow(entry, placeOnServer(*above))) return inode;
+    }
   }
   return 0;
 }

@@ -271,7 +271,10 @@ Slot LocalEditor::successorAt(const std::string& identifier) {
 // another file takes over what the server has.
 void LocalEditor::leave(Slot slot, Draft& draft, LocalEntry* successor) {
   LocalEntry entry = entryOf(slot);
-  if (!entry.bound && !entry.inFlight && entry.attempt.empty()) return draft.edit.drop.push_back(entry.inode);
+  if (!entry.bound && !entry.inFlight && entry.attempt.empty()) {
+    // The database may have it from when it was the server's.
+    return entry.settled == 0 ? draft.edit.drop.push_back(entry.inode) : putGone(draft, entry);
+  }
   const bool unsure = !entry.bound && !entry.inFlight;
   if (unsure) entry = presumed(std::move(entry));
   if (entry.bound && !entry.moved && !unsure) entry.identifier = around_.tree.identifier(slot);

@@ -1,4 +1,5 @@
 #include <map>
+#include <unordered_set>
 #include <vector>
 
 #include <fmt/format.h>
@@ -31,7 +32,7 @@ bool LocalEditor::isOfUse(LocalEntry& entry) {
   }
   entry.writing = false;
   entry.contentRevision = 1;
-  const bool mayHaveMoved = entry.bound && entry.moved && entry.fields.kind == NodeKind::folder;
+  const bool mayHaveMoved = entry.bound && entry.fields.kind == NodeKind::folder;
   if (mayHaveMoved && !entry.attempt.empty()) uncertainMoves_.insert(entry.inode);
   return true;
 }
@@ -43,9 +44,23 @@ bool LocalEditor::isRowWrong(const LocalEntry& entry) { return entry.removed || 
 void LocalEditor::setAside(const LocalEntry& entry) {
   const Slot slot = around_.tree.loadNode(entry.inode);
   if (slot == kNoSlot) return;
+  leavePlace(slot);
+}
+
+void LocalEditor::leavePlace(Slot slot) {
   if (table().ownIdentifier(slot).empty()) table().setOwnIdentifier(slot, around_.tree.identifier(slot));
   table().unlink(slot);
   table()[slot].parent = table().root();
+}
+
+// What stands in the place of a node that is to be restored: one that will be restored to another place, or
+// one that was replaced before the database heard of it. No content is touched.
+void LocalEditor::clearPlace(Slot occupant, const std::unordered_set<Inode>& noted) {
+  if (noted.contains(table()[occupant].inode)) return leavePlace(occupant);
+  JournalChunk chunk;
+  chunk.putRemoval(table()[occupant].inode, 0, 0);
+  around_.journal.push(std::move(chunk));
+  dropFromMemory(occupant);
 }
 
 // The database keeps its rows, and what was moved out of it stays in memory.
@@ -83,7 +98,7 @@ void LocalEditor::addRestored(const LocalEntry& entry, Slot folder) {
 }
 
 // Puts a node at its place here. False when its folder is not known (yet).
-bool LocalEditor::restore(LocalEntry& entry) {
+bool LocalEditor::restore(LocalEntry& entry, const std::unordered_set<Inode>& noted) {
   const Slot folder = around_.tree.loadNode(entry.parent);
   if (folder == kNoSlot || table()[folder].kind != NodeKind::folder) return false;
   const bool setAside = folder != table().root() && !table()[folder].linked;
@@ -92,11 +107,7 @@ bool LocalEditor::restore(LocalEntry& entry) {
   Slot slot = table().slotForInode(entry.inode);
   if (slot != kNoSlot && around_.tree.isBelowOrSelf(folder, slot)) return false;
   const Slot occupant = table().child(folder, entry.name);
-  if (occupant != kNoSlot && occupant != slot) {
-    // What stands there was replaced before the database heard of it.
-    ReplicaDelta ignored;
-    dropSubtree(occupant, ignored);
-  }
+  if (occupant != kNoSlot && occupant != slot) clearPlace(occupant, noted);
   entry.fields = restoredFields(entry, slot);
   if (entry.bound && !isNewerThanDatabase(entry) && !entry.content && slot != kNoSlot) {
     entry.version = storedText(entry.inode, ReplicaReader::Text::version);
@@ -125,10 +136,12 @@ int LocalEditor::recover() {
     if (!isRowWrong(entry)) setAside(entry);
   }
   std::vector<LocalEntry*> waiting;
+  std::unordered_set<Inode> noted;
   for (LocalEntry& entry : *kept) {
+    noted.insert(entry.inode);
     if (!entry.removed && !entry.gone) waiting.push_back(&entry);
   }
-  while (std::erase_if(waiting, [this](LocalEntry* entry) { return restore(*entry); }) > 0) continue;
+  while (std::erase_if(waiting, [&](LocalEntry* entry) { return restore(*entry, noted); }) > 0) continue;
   for (const LocalEntry* entry : waiting) {
     if (const Slot slot = table().slotForInode(entry->inode); slot != kNoSlot) dropFromMemory(slot);
     if (!entry->pending()) continue;

@@ -146,7 +146,7 @@ void LocalEditor::stepFailed(const LocalStep& step, bool refused) {
   if (entry == nullptr) return;
   entry->inFlight = false;
   const bool unsure = !refused && !entry->attempt.empty();
-  if (unsure && entry->bound && entry->moved && entry->fields.kind == NodeKind::folder) {
+  if (unsure && entry->bound && entry->fields.kind == NodeKind::folder) {
     uncertainMoves_.insert(inode);
   }
   if (!unsure && !entry->bound) changes_.expectAs(inode, {});
