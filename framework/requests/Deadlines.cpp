@@ -45,7 +45,9 @@ void Deadlines::run(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     if (pending_.empty()) {
       wakesAt_ = Clock::time_point::max();
-      changed_.wait(lock, stop, [this] { return !pending_.empty(); });
+      // Not for something to be there: what woke it may be cancelled by now, and the next one, due later than
+      // that, would leave it asleep.
+      changed_.wait(lock, stop, [this] { return wakesAt_ != Clock::time_point::max(); });
       continue;
     }
     const Clock::time_point due = pending_.begin()->first.first;

@@ -1,4 +1,5 @@
 #include <future>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -42,6 +43,19 @@ TEST(DeadlinesTest, WhatIsCancelledNeverRunsAndMayBeCancelledByItself) {
   deadlines.cancel(first);
   later.get_future().wait();
   EXPECT_FALSE(ran);
+}
+
+// The thread is woken for the first one, finds nothing, and is to be woken again for the second.
+TEST(DeadlinesTest, OneThatIsCancelledAtOnceDelaysNoLaterOne) {
+  Deadlines deadlines;
+  for (int round = 0; round < 200; ++round) {
+    const auto now = Deadlines::Clock::now();
+    deadlines.cancel(deadlines.schedule(now + milliseconds(2), [] {}));
+    for (int turn = 0; turn < 1'000; ++turn) std::this_thread::yield();
+    std::promise<void> ran;
+    deadlines.schedule(now + milliseconds(3), [&] { ran.set_value(); });
+    ASSERT_EQ(ran.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready) << round;
+  }
 }
 
 struct RecordedLink {
