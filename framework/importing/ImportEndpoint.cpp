@@ -1,9 +1,12 @@
 #include "framework/importing/ImportEndpoint.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
 
+#include "framework/importing/AwaitedAnswer.h"
+#include "framework/propagation/FreshListing.h"
 #include "platform/bus/ManagerInterface.h"
 #include "platform/fileprovider/NSFileProviderServiceSource.h"
 #include "platform/messaging/NSXPCConnection.h"
@@ -13,7 +16,10 @@ namespace {
 
 // A host that took the endpoint and says nothing is ready after this time.
 constexpr std::chrono::milliseconds kGrace{500};
+// Between two tries to reach the host through the extension.
+constexpr std::chrono::milliseconds kPause{10};
 
+using Clock = Deadlines::Clock;
 using Sources = std::vector<std::shared_ptr<NSFileProviderServiceSource>>;
 
 // A descriptor of the named service's endpoint. ERRORS: POSIX domain.
@@ -80,9 +86,25 @@ void ImportEndpoint::watchPeer(const std::string& peer) {
   watch_.swap(watch);
 }
 
-bool ImportEndpoint::waitForHost(std::chrono::milliseconds limit) {
+bool ImportEndpoint::waitForLink(Clock::time_point end) {
   std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, limit, [this] { return link_.present(); });
+  return changed_.wait_until(lock, end, [this] { return link_.present(); });
+}
+
+bool ImportEndpoint::waitForHost(const std::string& folder, std::chrono::milliseconds limit) {
+  using Answer = AwaitedAnswer<std::vector<NSFileProviderItemPtr>, std::optional<NSError>>;
+  const auto end = Clock::now() + limit;
+  while (waitForLink(end)) {
+    Answer answer;
+    listFreshly(extension_, folder, answer.handler());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+    const auto state = answer.wait(left);
+    if (state == Answer::State::answered) return true;
+    if (state == Answer::State::awaited) return false;
+    std::unique_lock lock(mutex_);
+    changed_.wait_until(lock, std::min(end, Clock::now() + kPause));
+  }
+  return false;
 }
 
 }  // namespace zelto

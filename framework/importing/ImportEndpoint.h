@@ -20,12 +20,15 @@ class ImportEndpoint {
 
   // ERRORS: another process imports for this domain.
   std::optional<NSError> start(const std::string& domain);
-  // BLOCKS: at most so long. False when no host has come.
-  bool waitForHost(std::chrono::milliseconds limit);
+  // Waits for a host, and for the extension to have taken its connection: a host can tell that it is ready
+  // earlier, and what is asked of the extension until then is lost. So it is asked for a folder's listing
+  // until that is answered. BLOCKS: at most so long. False when nothing has answered.
+  bool waitForHost(const std::string& folder, std::chrono::milliseconds limit);
   bool hostPresent() const { return link_.present(); }
 
  private:
   void serviceEndpoint(const BusMethodCall& call, BusReply reply);
+  bool waitForLink(Deadlines::Clock::time_point end);
   void watchPeer(const std::string& peer);
 
   NSFileProviderPrincipal& extension_;

@@ -73,7 +73,8 @@ int runImport(const NSFileProviderDomain& domain, const std::string& principalCl
   auto& deadlines = *new Deadlines();
   auto& endpoint = *new ImportEndpoint(*extension, deadlines, *std::move(bus));
   if (const auto error = endpoint.start(domain.identifier)) return fail(error->localizedDescription());
-  if (!endpoint.waitForHost(kHostLimit)) return fail("no host application is connected");
+  if (!endpoint.waitForHost(arguments.destination, kHostLimit))
+    return fail("no host application is connected");
   ImportJob job(*extension,
                 {arguments.source,
                  {arguments.destination, lastPathComponent(arguments.source)},
