@@ -41,7 +41,8 @@ std::expected<std::shared_ptr<UniqueDescriptor>, NSError> descriptorOf(const Sou
 ImportEndpoint::ImportEndpoint(NSFileProviderPrincipal& extension, Deadlines& deadlines,
                                std::shared_ptr<SessionBus> bus)
     : extension_(extension), bus_(std::move(bus)), link_(deadlines, kGrace) {
-  link_.addObserver([this](bool) {
+  link_.addObserver([this](bool present) {
+    if (!present) ++losses_;
     const std::lock_guard lock(mutex_);
     changed_.notify_all();
   });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -24,7 +25,8 @@ class ImportEndpoint {
   // earlier, and what is asked of the extension until then is lost. So it is asked for a folder's listing
   // until that is answered. BLOCKS: at most so long. False when nothing has answered.
   bool waitForHost(const std::string& folder, std::chrono::milliseconds limit);
-  bool hostPresent() const { return link_.present(); }
+  // Grows whenever a host is lost.
+  std::uint64_t losses() const { return losses_; }
 
  private:
   void serviceEndpoint(const BusMethodCall& call, BusReply reply);
@@ -36,6 +38,7 @@ class ImportEndpoint {
   HostLink link_;
   std::mutex mutex_;
   std::condition_variable changed_;
+  std::atomic<std::uint64_t> losses_ = 0;
   std::shared_ptr<void> watch_;
 };
 

@@ -28,10 +28,10 @@ ImportJob::End ImportJob::run() {
   if (const auto error = prepare()) return fail(*error);
   tally_.expect(tree_);
   const auto before = look();
-  if (!before) return fail(before.error());
+  if (!before) return giveUp(before.error());
   if (before->root == Arrival::different) return fail(importError(EEXIST, request_.place.name));
   if (const auto end = walk(*before)) return *end;
-  if (const auto error = complete()) return fail(*error);
+  if (const auto error = complete()) return giveUp(*error);
   return finish();
 }
 
@@ -57,8 +57,7 @@ std::optional<ImportJob::End> ImportJob::walk(const ImportSurvey& before) {
       tally_.say("The walk over the folder stands still; the rest is sent entry by entry.");
       return End::startAnew;
     case ImportWalk::End::hostLost:
-      tally_.say("The connection to the host application was lost; trying to go on.");
-      return End::startAnew;
+      return goOnWithoutHost();
     case ImportWalk::End::answered:
       break;
   }
@@ -101,6 +100,16 @@ std::optional<NSError> ImportJob::differences(const ImportSurvey& survey) const 
                                         " of the entries are on the server already with other content, and "
                                         "were left as they are: " +
                                         named + (count > kNamed ? ", …" : ""));
+}
+
+// Only where something has been brought over: so it comes to an end also where hosts come and go.
+ImportJob::End ImportJob::giveUp(const NSError& error) {
+  return server_.hostLost() && server_.created() > 0 ? goOnWithoutHost() : fail(error);
+}
+
+ImportJob::End ImportJob::goOnWithoutHost() {
+  tally_.say("The connection to the host application was lost; trying to go on.");
+  return End::startAnew;
 }
 
 ImportJob::End ImportJob::fail(const NSError& error) {

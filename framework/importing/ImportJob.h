@@ -27,15 +27,16 @@ class ImportJob {
   enum class End : std::uint8_t {
     done,
     failed,
-    startAnew,  // by another process, singly: this one's extension is of no use for an import any more
+    startAnew,  // by another process, singly: this one's extension, or its host, is of no use any more
   };
 
+  // `hostPresent`: as for ImportServer.
   ImportJob(NSFileProviderPrincipal& extension, Request request, ImportTally::Told told,
-            std::function<bool()> hostPresent, const Settings& settings)
-      : server_(extension, settings.patience),
+            const std::function<bool()>& hostPresent, const Settings& settings)
+      : server_(extension, settings.patience, hostPresent),
         request_(std::move(request)),
         tally_(std::move(told)),
-        hostPresent_(std::move(hostPresent)),
+        hostPresent_(hostPresent),
         settings_(settings) {}
 
   // BLOCKS: until the end, which is told unless it starts anew.
@@ -52,6 +53,9 @@ class ImportJob {
   // What is missing, and that nothing is afterwards.
   std::optional<NSError> complete();
   std::optional<NSError> differences(const ImportSurvey& survey) const;
+  // After a failed request: the end, or not, where a host is to be waited for.
+  End giveUp(const NSError& error);
+  End goOnWithoutHost();
   End fail(const NSError& error);
   End finish();
 

@@ -75,12 +75,13 @@ int runImport(const NSFileProviderDomain& domain, const std::string& principalCl
   if (const auto error = endpoint.start(domain.identifier)) return fail(error->localizedDescription());
   if (!endpoint.waitForHost(arguments.destination, kHostLimit))
     return fail("no host application is connected");
+  const auto before = endpoint.losses();
   ImportJob job(*extension,
                 {arguments.source,
                  {arguments.destination, lastPathComponent(arguments.source)},
                  importFolder(group->path(), domain.identifier),
                  arguments.singly},
-                tell, [&endpoint] { return endpoint.hostPresent(); }, {});
+                tell, [&endpoint, before] { return endpoint.losses() == before; }, {});
   const auto end = job.run();
   if (end == ImportJob::End::startAnew) return startAnew(domain, arguments);
   return end == ImportJob::End::done ? 0 : 1;

@@ -16,10 +16,14 @@ constexpr Fields kCreationFields = Fields::contents | Fields::filename | Fields:
                                    Fields::fileSystemFlags | Fields::typeAndCreator;
 constexpr std::chrono::milliseconds kLook{250};
 
-NSError noHost() { return errorWithPOSIXCode(EHOSTDOWN, "the host application is not connected any more"); }
 NSError noAnswer() { return errorWithPOSIXCode(ETIMEDOUT, "the host application does not answer"); }
 
 }  // namespace
+
+NSError ImportServer::noHost() const {
+  hostLost_ = true;
+  return errorWithPOSIXCode(EHOSTDOWN, "the host application is not connected any more");
+}
 
 bool isFolderItem(const NSFileProviderItem& item) {
   const auto& type = item.contentType();
@@ -31,8 +35,11 @@ std::expected<std::vector<NSFileProviderItemPtr>, NSError> ImportServer::list(
   AwaitedAnswer<std::vector<NSFileProviderItemPtr>, std::optional<NSError>> answer;
   listFreshly(extension_, identifier, answer.handler());
   using State = decltype(answer)::State;
-  const auto state = answer.wait(patience_);
-  if (state != State::answered) return std::unexpected(state == State::dropped ? noHost() : noAnswer());
+  auto state = State::awaited;
+  const auto end = Clock::now() + patience_;
+  while (state == State::awaited && hostPresent_() && Clock::now() < end) state = answer.wait(kLook);
+  if (state == State::awaited && hostPresent_()) return std::unexpected(noAnswer());
+  if (state != State::answered) return std::unexpected(noHost());
   auto [items, error] = answer.take();
   if (error) return std::unexpected(*std::move(error));
   return std::move(items);
@@ -43,7 +50,7 @@ std::optional<NSError> ImportServer::outcome(CreationAnswer& answer,
                                              const std::function<void(double)>& moved) const {
   auto state = CreationAnswer::State::awaited;
   double before = 0;
-  for (auto last = Clock::now(); state == CreationAnswer::State::awaited;) {
+  for (auto last = Clock::now(); state == CreationAnswer::State::awaited && hostPresent_();) {
     state = answer.wait(kLook);
     if (const double now = progress->fractionCompleted(); now != before) {
       before = now;
@@ -52,8 +59,13 @@ std::optional<NSError> ImportServer::outcome(CreationAnswer& answer,
     }
     if (Clock::now() - last > patience_) break;
   }
-  if (state == CreationAnswer::State::answered) return std::get<3>(answer.take());
-  return state == CreationAnswer::State::dropped ? noHost() : noAnswer();
+  if (state == CreationAnswer::State::answered) {
+    auto error = std::get<3>(answer.take());
+    if (!error) ++created_;
+    return error;
+  }
+  if (state == CreationAnswer::State::awaited && hostPresent_()) return noAnswer();
+  return noHost();
 }
 
 std::optional<NSError> ImportServer::createFolder(const std::string& parent, const std::string& name) const {

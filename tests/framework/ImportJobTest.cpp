@@ -141,7 +141,8 @@ class ImportJobTest : public testing::Test {
     reports_.clear();
     ImportJob job(
         server_, {source().string(), {"/share", "source"}, (root_ / "private").string(), singly},
-        [this](const ImportReport& report) { reports_.push_back(report); }, [] { return true; }, settings_);
+        [this](const ImportReport& report) { reports_.push_back(report); },
+        [this] { return !hostLost_.load(); }, settings_);
     return job.run();
   }
   std::vector<std::string> messages() const {
@@ -174,6 +175,7 @@ class ImportJobTest : public testing::Test {
       .walk = {.quiet = 200ms, .slowest = 20'000ms, .slowestRate = 1 << 20, .look = 2ms},
       .patience = 20'000ms};
   std::vector<ImportReport> reports_;
+  std::atomic<bool> hostLost_ = false;
 };
 
 void bringAll(WalkingServer& server, const std::string& path, const fs::path& folder, NSProgress& progress) {
@@ -345,10 +347,22 @@ TEST_F(ImportJobTest, WhatCannotBeSentIsToldBeforeAnythingIs) {
   EXPECT_EQ(server_.walks, 0);
 }
 
-TEST_F(ImportJobTest, ALostHostEndsItWithAnError) {
+// Its requests are dropped, but for uploads: they stay without an answer.
+TEST_F(ImportJobTest, ALostHostIsWaitedForByTheNextProcessUnlessNothingGoesOn) {
   server_.scripted.next("create", "/share/source/three", ScriptedServer::Fate::loseReply);
+  EXPECT_EQ(run(true), ImportJob::End::startAnew);
+  EXPECT_THAT(messages(), ElementsAre(HasSubstr("host application was lost")));
+  EXPECT_FALSE(reports_.back().finished);
+  server_.scripted.erase("/share/source");
+  server_.scripted.next("create", "/share/source/three", ScriptedServer::Fate::hold);
+  std::jthread losing([this] {
+    EXPECT_TRUE(server_.scripted.waitForHeld(1));
+    hostLost_ = true;
+  });
+  EXPECT_EQ(run(true), ImportJob::End::startAnew);
   EXPECT_EQ(run(true), ImportJob::End::failed);
-  EXPECT_THAT(reports_.back().error, HasSubstr("three: the host application is not connected"));
+  EXPECT_THAT(reports_.back().error, HasSubstr("the host application is not connected"));
+  hostLost_ = false;
   EXPECT_EQ(run(), ImportJob::End::done);
   expectEverythingThere();
 }

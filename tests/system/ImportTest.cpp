@@ -146,10 +146,9 @@ TEST_F(ImportTest, ATreeArrivesWholeAndFoldersCanBeMadeAfterwards) {
   }
 }
 
-// The walk never hears of the entry at which the host is killed, and stands still.
-// Failed once in eight runs on a busy machine, after its minute. Not understood yet; on demand with
-// --gtest_also_run_disabled_tests.
-TEST_F(ImportTest, DISABLED_AHostThatIsKilledMeanwhileIsWaitedFor) {
+// Either the walk never hears of the entry at which the host is killed, or it stood still before, and the
+// entries that were being sent singly are without an answer.
+TEST_F(ImportTest, AHostThatIsKilledMeanwhileIsWaitedFor) {
   makeTree(300);
   ::setenv("ZELTO_KILL_POINT", "upload.renamed:40", 1);
   system_.start();
@@ -182,9 +181,7 @@ TEST_F(ImportTest, AnErrorInTheMiddleNamesTheEntryAndTheNextImportGoesOn) {
   expectNothingLeft();
 }
 
-// Fails about once in four runs: after a stopped import the next one, or the mount, is without its host for a
-// while. Not understood yet; on demand with --gtest_also_run_disabled_tests.
-TEST_F(ImportTest, DISABLED_AStoppedImportLeavesWhatArrivedAndTheNextGoesOn) {
+TEST_F(ImportTest, AStoppedImportLeavesWhatArrivedAndTheNextGoesOn) {
   makeTree(300);
   system_.start();
   // So that it goes singly, and counts each entry.
