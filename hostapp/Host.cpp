@@ -37,6 +37,7 @@ std::expected<std::unique_ptr<Host>, NSError> Host::start(const HostOptions& opt
   if (auto error = host->open(options)) return std::unexpected(*error);
   host->makeConnector();
   if (auto error = host->makeControl(std::move(shutdown))) return std::unexpected(*error);
+  host->parts_->pool->run([backend = host->backend_] { backend->removeWhatWasLeft(); });
   host->parts_->watcher->start();
   host->applyOptions(options);
   // What changed while nobody looked is in the first answer; a large server is not waited for to its end.
@@ -54,21 +55,23 @@ Host::~Host() {
   if (connector_) connector_->stop();
   if (!parts_) return;
   parts_->stop();
+  hidden_->end();
   log_->info("Ended.");
 }
 
 std::optional<NSError> Host::open(const HostOptions& options) {
   folder_ = options.folder;
   domain_ = options.domain;
-  auto backend = LocalFolderBackend::serving(options.folder);
-  if (!backend) return backend.error();
-  backend_ = std::move(*backend);
   const auto directory = stateDirectory(options.domain);
   if (!directory) return directory.error();
   lock_.reset(::open(directory->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!lock_ || ::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
     return cocoaError(kReadUnknownError, "Domain " + domain_ + " has a host application already.");
   }
+  hidden_ = std::make_shared<HiddenPlaces>(*directory + "/host.db.hidden");
+  auto backend = LocalFolderBackend::serving(options.folder, hidden_);
+  if (!backend) return backend.error();
+  backend_ = std::move(*backend);
   auto bus = SessionBus::connect();
   if (!bus) return bus.error();
   bus_ = std::move(*bus);

@@ -41,6 +41,7 @@ class Host {
   UniqueDescriptor lock_;  // on the state directory: one host for a domain
   std::shared_ptr<LogFile> log_;
   std::shared_ptr<HostStore> store_;
+  std::shared_ptr<HiddenPlaces> hidden_;
   std::shared_ptr<LocalFolderBackend> backend_;
   std::shared_ptr<HostParts> parts_;
   std::shared_ptr<SessionBus> bus_;

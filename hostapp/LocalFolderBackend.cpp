@@ -40,10 +40,10 @@ bool isServedKind(unsigned char type) {
 }  // namespace
 
 std::expected<std::shared_ptr<LocalFolderBackend>, NSError> LocalFolderBackend::serving(
-    const std::string& folder) {
+    const std::string& folder, std::shared_ptr<HiddenPlaces> hidden) {
   auto root = BeneathFolder::open(folder);
   if (!root) return std::unexpected(backendError(root.error(), folder));
-  return std::shared_ptr<LocalFolderBackend>(new LocalFolderBackend(std::move(*root)));
+  return std::shared_ptr<LocalFolderBackend>(new LocalFolderBackend(std::move(*root), std::move(hidden)));
 }
 
 std::expected<BackendListing, NSError> LocalFolderBackend::list(const std::string& folder) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "hostapp/BeneathFolder.h"
+#include "hostapp/HiddenPlaces.h"
 #include "hostapp/InotifyWatch.h"
 #include "hostapp/ServerBackend.h"
 
@@ -13,11 +14,15 @@ namespace zelto {
 // A folder is "writable" when this user may make entries in it and at least one of its write bits is set (so
 // a read-only share is made with chmod a-w, also for the superuser). A file follows the bits that concern
 // this user (the owner's for the superuser), and is not writable in a folder that is not, since its content
-// is replaced by renaming. What a killed process left half done is removed when the folder is listed.
+// is replaced by renaming. What a killed process left half done is removed when the folder is listed, and at
+// the next start where it was noted.
 class LocalFolderBackend : public ServerBackend {
  public:
   // ERRORS: no such folder, or no right to it.
-  static std::expected<std::shared_ptr<LocalFolderBackend>, NSError> serving(const std::string& folder);
+  static std::expected<std::shared_ptr<LocalFolderBackend>, NSError> serving(
+      const std::string& folder, std::shared_ptr<HiddenPlaces> hidden = std::make_shared<HiddenPlaces>());
+  // Removes what killed hosts have left in the folders that they noted.
+  void removeWhatWasLeft();
 
   std::expected<BackendListing, NSError> list(const std::string& folder) override;
   std::expected<BackendEntry, NSError> stat(const std::string& path) override;
@@ -35,10 +40,14 @@ class LocalFolderBackend : public ServerBackend {
   void unwatch(const std::string& folder) override;
 
  private:
-  explicit LocalFolderBackend(BeneathFolder root) : root_(std::move(root)) {}
+  LocalFolderBackend(BeneathFolder root, std::shared_ptr<HiddenPlaces> hidden)
+      : root_(std::move(root)), hidden_(std::move(hidden)) {}
+  // ERRORS: errno values.
+  int removeWhatWasLeftIn(const std::string& folder);
   void sweep(int folder, const std::string& path, const std::vector<std::string>& names);
 
   BeneathFolder root_;
+  const std::shared_ptr<HiddenPlaces> hidden_;
   std::unique_ptr<InotifyWatch> watch_;
 };
 

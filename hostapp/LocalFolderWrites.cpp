@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
+#include "hostapp/FolderNames.h"
 #include "hostapp/LocalFolderBackend.h"
 #include "hostapp/LocalMove.h"
 #include "hostapp/LocalPlace.h"
@@ -12,6 +13,7 @@
 #include "hostapp/LocalTreeCopy.h"
 #include "hostapp/LocalUpload.h"
 #include "hostapp/ServerPaths.h"
+#include "hostapp/TemporaryName.h"
 
 namespace zelto {
 
@@ -25,7 +27,7 @@ std::expected<std::unique_ptr<BackendWork>, NSError> LocalFolderBackend::upload(
     const UploadRequest& request) {
   auto place = LocalPlace::open(root_, request.path);
   if (!place) return std::unexpected(place.error());
-  return LocalUpload::begin(std::move(*place), request);
+  return LocalUpload::begin(std::move(*place), request, *hidden_);
 }
 
 std::expected<BackendEntry, NSError> LocalFolderBackend::createFolder(const std::string& path) {
@@ -55,6 +57,7 @@ std::expected<BackendEntry, NSError> LocalFolderBackend::move(const std::string&
   if (!from) return std::unexpected(from.error());
   const auto to = LocalPlace::open(root_, destination);
   if (!to) return std::unexpected(to.error());
+  hidden_->noteMove(path, destination);
   return moveLocally(*from, *to);
 }
 
@@ -64,7 +67,30 @@ std::expected<std::unique_ptr<BackendWork>, NSError> LocalFolderBackend::moveByC
   if (!from) return std::unexpected(from.error());
   auto to = LocalPlace::open(root_, destination);
   if (!to) return std::unexpected(to.error());
-  return LocalTreeCopy::begin(root_, *from, std::move(*to));
+  return LocalTreeCopy::begin(root_, *from, std::move(*to), *hidden_);
+}
+
+void LocalFolderBackend::removeWhatWasLeft() {
+  std::vector<std::string> remaining;
+  for (const auto& folder : hidden_->earlier()) {
+    const int code = removeWhatWasLeftIn(folder);
+    const bool gone = code == ENOENT || code == ENOTDIR || code == ELOOP || code == EXDEV;
+    if (code != 0 && !gone) remaining.push_back(folder);
+  }
+  hidden_->cleaned(remaining);
+}
+
+int LocalFolderBackend::removeWhatWasLeftIn(const std::string& folder) {
+  if (!folder.empty() && !isRelativePath(folder)) return ENOENT;
+  const auto opened = root_.openFolder(folder, O_RDONLY);
+  if (!opened) return opened.error();
+  auto found = namesIn(UniqueDescriptor(::dup(opened->get())));
+  if (!found) return found.error();
+  std::vector<std::string> names = std::move(found->others);
+  names.insert(names.end(), found->folders.begin(), found->folders.end());
+  std::erase_if(names, [](const std::string& name) { return !isTemporaryName(name); });
+  sweep(opened->get(), folder, names);
+  return 0;
 }
 
 // What a killed process has left in the folder.

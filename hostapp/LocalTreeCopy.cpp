@@ -50,10 +50,12 @@ int copySpecial(int from, const std::string& name, const struct stat& status, in
 
 std::expected<std::unique_ptr<BackendWork>, NSError> LocalTreeCopy::begin(const BeneathFolder& root,
                                                                           const LocalPlace& from,
-                                                                          LocalPlace to) {
+                                                                          LocalPlace to,
+                                                                          HiddenPlaces& hidden) {
   if (to.look()) return std::unexpected(writeError(EEXIST, to.path));
   std::unique_ptr<LocalTreeCopy> work(new LocalTreeCopy(root, from.path, std::move(to)));
-  if (const int code = work->start(from); code != 0) return std::unexpected(writeError(code, from.path));
+  if (const int code = work->start(from, hidden); code != 0)
+    return std::unexpected(writeError(code, from.path));
   return work;
 }
 
@@ -70,12 +72,13 @@ std::string LocalTreeCopy::target(const std::string& path) const {
   return joinedPath(joinedPath(splitPath(to_.path).folder, temporary_->name()), path);
 }
 
-int LocalTreeCopy::start(const LocalPlace& from) {
+int LocalTreeCopy::start(const LocalPlace& from, HiddenPlaces& hidden) {
   const auto item = from.look();
   if (!item) return item.error();
   const auto kind = from.entry(item->get()).stat.kind;
   if (kind == EntryKind::symbolicLink) return 0;
   const int folder = to_.folder.get();
+  hidden.note(splitPath(to_.path).folder);
   auto made =
       kind == EntryKind::folder ? TemporaryEntry::makeFolder(folder) : TemporaryEntry::makeFile(folder);
   if (!made) return made.error();

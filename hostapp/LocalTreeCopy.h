@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hostapp/BeneathFolder.h"
+#include "hostapp/HiddenPlaces.h"
 #include "hostapp/LocalPlace.h"
 #include "hostapp/LocalRemoval.h"
 #include "hostapp/TemporaryName.h"
@@ -17,7 +18,8 @@ namespace zelto {
 class LocalTreeCopy : public BackendWork {
  public:
   static std::expected<std::unique_ptr<BackendWork>, NSError> begin(const BeneathFolder& root,
-                                                                    const LocalPlace& from, LocalPlace to);
+                                                                    const LocalPlace& from, LocalPlace to,
+                                                                    HiddenPlaces& hidden);
   ~LocalTreeCopy() override;
 
   std::expected<bool, NSError> step() override;
@@ -45,7 +47,7 @@ class LocalTreeCopy : public BackendWork {
   std::string source(const std::string& path) const;
   std::string target(const std::string& path) const;
   bool isReadyToShow() const { return levels_.empty() && !file_; }
-  int start(const LocalPlace& from);
+  int start(const LocalPlace& from, HiddenPlaces& hidden);
   int copyStep();
   int enter(const std::string& path);
   int copyEntry(const std::string& path);

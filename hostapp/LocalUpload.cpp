@@ -36,8 +36,9 @@ std::timespec timeFor(const std::optional<NSDate>& date) {
 }  // namespace
 
 std::expected<std::unique_ptr<BackendWork>, NSError> LocalUpload::begin(LocalPlace place,
-                                                                        const UploadRequest& request) {
-  std::unique_ptr<LocalUpload> work(new LocalUpload(std::move(place), request));
+                                                                        const UploadRequest& request,
+                                                                        HiddenPlaces& hidden) {
+  std::unique_ptr<LocalUpload> work(new LocalUpload(std::move(place), request, hidden));
   int code = work->openSource();
   if (code == 0) code = work->checkTarget();
   if (code == 0 && !work->canMoveSource()) code = work->makeCopy();
@@ -74,6 +75,7 @@ bool LocalUpload::canMoveSource() const {
 }
 
 int LocalUpload::makeCopy() {
+  hidden_.note(splitPath(place_.path).folder);
   auto made = TemporaryEntry::makeFile(place_.folder.get());
   if (!made) return made.error();
   copy_.emplace(std::move(*made));

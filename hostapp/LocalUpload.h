@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "hostapp/HiddenPlaces.h"
 #include "hostapp/LocalPlace.h"
 #include "hostapp/TemporaryName.h"
 
@@ -14,7 +15,8 @@ namespace zelto {
 class LocalUpload : public BackendWork {
  public:
   static std::expected<std::unique_ptr<BackendWork>, NSError> begin(LocalPlace place,
-                                                                    const UploadRequest& request);
+                                                                    const UploadRequest& request,
+                                                                    HiddenPlaces& hidden);
 
   std::expected<bool, NSError> step() override;
   Amount amount() const override { return {copied_, size_}; }
@@ -23,8 +25,8 @@ class LocalUpload : public BackendWork {
  private:
   enum class Phase { copy, settle, show };
 
-  LocalUpload(LocalPlace place, UploadRequest request)
-      : place_(std::move(place)), request_(std::move(request)) {}
+  LocalUpload(LocalPlace place, UploadRequest request, HiddenPlaces& hidden)
+      : place_(std::move(place)), request_(std::move(request)), hidden_(hidden) {}
   int openSource();
   int checkTarget() const;
   bool canMoveSource() const;
@@ -37,6 +39,7 @@ class LocalUpload : public BackendWork {
 
   const LocalPlace place_;
   const UploadRequest request_;
+  HiddenPlaces& hidden_;
   UniqueDescriptor source_;
   std::optional<TemporaryEntry> copy_;  // else the source itself is moved
   Phase phase_ = Phase::settle;

@@ -131,5 +131,23 @@ TEST_P(HostKilledConnectionTest, TheNextHostCleansUpAndTakesItOnceMore) {
   EXPECT_EQ(0, stagedFiles());
 }
 
+// The next host has no reason to look into the folder but its own note. Content with a second name is copied.
+TEST_F(HostWritesConnectionTest, WhatAKilledHostHasHiddenInAFolderThatNobodyListsIsRemoved) {
+  server.folder("share/deep");
+  forkHost("upload.copied");
+  provider.appear();
+  awaitConnections(1);
+  const auto content = staged("content");
+  ASSERT_EQ(0, ::link(content.path().c_str(), server.own("second name").c_str()));
+  auto [reply, future] = awaited<std::optional<NSDictionary>, std::optional<NSError>>();
+  provider.server()->uploadFileWithPath("/share/deep/file", content, true, NSDate::now(), std::move(reply));
+  int status = 0;
+  ::waitpid(std::exchange(process, 0), &status, 0);
+  ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  ASSERT_FALSE(std::filesystem::is_empty(server.path("share/deep")));
+  startHost();
+  EXPECT_TRUE(eventually([this] { return std::filesystem::is_empty(server.path("share/deep")); }));
+}
+
 }  // namespace
 }  // namespace zelto::test
