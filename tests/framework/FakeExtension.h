@@ -69,7 +69,7 @@ class FakeItem final : public NSFileProviderItem {
 };
 
 // An extension that keeps every request until the test answers it.
-class FakeExtension final : public NSFileProviderPrincipal {
+class FakeExtension : public NSFileProviderPrincipal {
  public:
   using WholeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>;
   using RangeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,
