@@ -16,6 +16,8 @@ namespace {
 
 // A host that took the endpoint and says nothing is ready after this time.
 constexpr std::chrono::milliseconds kGrace{500};
+// For a listing that is under way: the folder may be large.
+constexpr std::chrono::milliseconds kPatience{60'000};
 // Between two tries to reach the host through the extension.
 constexpr std::chrono::milliseconds kPause{10};
 
@@ -95,11 +97,10 @@ bool ImportEndpoint::waitForLink(Clock::time_point end) {
 bool ImportEndpoint::waitForHost(const std::string& folder, std::chrono::milliseconds limit) {
   using Answer = AwaitedAnswer<std::vector<NSFileProviderItemPtr>, std::optional<NSError>>;
   const auto end = Clock::now() + limit;
-  while (waitForLink(end)) {
+  while (waitForLink(end) && Clock::now() < end) {
     Answer answer;
     listFreshly(extension_, folder, answer.handler());
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    const auto state = answer.wait(left);
+    const auto state = answer.wait(kPatience);
     if (state == Answer::State::answered) return true;
     if (state == Answer::State::awaited) return false;
     std::unique_lock lock(mutex_);

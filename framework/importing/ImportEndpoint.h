@@ -23,7 +23,8 @@ class ImportEndpoint {
   std::optional<NSError> start(const std::string& domain);
   // Waits for a host, and for the extension to have taken its connection: a host can tell that it is ready
   // earlier, and what is asked of the extension until then is lost. So it is asked for a folder's listing
-  // until that is answered. BLOCKS: at most so long. False when nothing has answered.
+  // until that is answered. BLOCKS: at most so long, or longer while a listing is under way. False when
+  // nothing has answered.
   bool waitForHost(const std::string& folder, std::chrono::milliseconds limit);
   // Grows whenever a host is lost.
   std::uint64_t losses() const { return losses_; }
