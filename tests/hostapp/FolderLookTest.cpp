@@ -45,10 +45,10 @@ class FolderLookTest : public ::testing::Test {
   ServerFolder server;
   std::shared_ptr<DeafBackend> backend;
   std::shared_ptr<HostStore> store;
-  std::unique_ptr<FolderWatcher> watcher;
   std::mutex mutex;
   std::set<std::string> seen;
   std::atomic<int> lines = 0;
+  std::unique_ptr<FolderWatcher> watcher;  // the last one: its thread uses the others
 };
 
 TEST_F(FolderLookTest, LostEventsAreMadeUpForByLooking) {
