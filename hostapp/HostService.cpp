@@ -24,6 +24,16 @@ void describeChange(const ItemResolver& resolver, LogFile& log, const StoredChan
 
 }  // namespace
 
+HostService::HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection)
+    : parts_(std::move(parts)), connection_(connection) {
+  auto end = std::make_shared<std::promise<void>>();
+  ended_ = end->get_future().share();
+  abandoned_ = {new std::atomic<bool>(false), [end](const std::atomic<bool>* flag) {
+                  delete flag;
+                  end->set_value();
+                }};
+}
+
 void HostService::enumeratorInvalidatedPath(const std::string&) {
   parts_->counters->count("enumeratorInvalidatedPath");
 }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -16,13 +17,14 @@ namespace zelto {
 // becomes of it, and is removed before the reply. THREAD: any.
 class HostService : public ZeltoFileProviderServerInterface {
  public:
-  HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection)
-      : parts_(std::move(parts)), connection_(connection) {}
+  HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection);
 
   // The connection is gone: downloads for it end, and what they made is removed. Changes that have not begun,
   // or do not show yet, never will: the other side asks again, and that must not be undone by what it asked
   // before.
   void abandon() { *abandoned_ = true; }
+  // Becomes ready once this service is destroyed and nothing that it was asked for goes on.
+  std::shared_future<void> ended() const { return ended_; }
 
   void enumeratorInvalidatedPath(const std::string& path) override;
   void retrieveChangesWithCompletion(ChangesReply completion) override;
@@ -69,7 +71,8 @@ class HostService : public ZeltoFileProviderServerInterface {
 
   const std::shared_ptr<const HostParts> parts_;
   const std::uint64_t connection_;
-  const std::shared_ptr<std::atomic<bool>> abandoned_ = std::make_shared<std::atomic<bool>>(false);
+  std::shared_future<void> ended_;
+  std::shared_ptr<std::atomic<bool>> abandoned_;  // with this service and all work for it
 };
 
 }  // namespace zelto

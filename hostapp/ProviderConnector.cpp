@@ -1,6 +1,7 @@
 #include "hostapp/ProviderConnector.h"
 
 #include <algorithm>
+#include <future>
 
 #include <pthread.h>
 
@@ -20,6 +21,8 @@ using std::chrono::milliseconds;
 constexpr std::uint64_t kCallTimeout = 10'000'000;
 constexpr milliseconds kFirstPause{50};
 constexpr int kMostTries = 9;
+// So long a new connection waits for what the last one had asked for.
+constexpr std::chrono::seconds kLongestEnd{30};
 constexpr const char* kNotificationName = "it.pellam.Zelto.FP.Notification";
 
 bool announcesProvider(const std::string& object) {
@@ -54,6 +57,7 @@ struct ProviderConnector::Core : std::enable_shared_from_this<Core> {
   void providerAnnounced();
   void lost(std::uint64_t number);
   void run();
+  void awaitEnd(const std::vector<std::shared_future<void>>& ending) const;
   void awaitPause(std::unique_lock<std::mutex>& lock, int failures);
   std::optional<NSError> connect();
   BusResult askForEndpoint();
@@ -116,15 +120,18 @@ void ProviderConnector::Core::lost(std::uint64_t number) {
 void ProviderConnector::Core::run() {
   ::pthread_setname_np(::pthread_self(), "host.connector");
   int failures = 0;
+  std::vector<std::shared_future<void>> ending;
   std::unique_lock lock(mutex);
   for (;;) {
     wake.wait(lock, [this] { return stopping || !dead.empty() || (wanted && present && !link); });
+    for (const Link& gone : dead) ending.push_back(gone.service->ended());
     auto gone = std::exchange(dead, {});
     const bool attempt = wanted && present && !link && !stopping;
     if (attempt) wanted = false;
     if (stopping) return;
     lock.unlock();
     gone.clear();
+    if (attempt) awaitEnd(std::exchange(ending, {}));
     const auto error = attempt ? connect() : std::nullopt;
     if (error && failures == 0) hooks.log("No connection yet: " + error->localizedDescription());
     lock.lock();
@@ -135,6 +142,15 @@ void ProviderConnector::Core::run() {
     } else {
       failures = 0;
     }
+  }
+}
+
+// What is being changed for a provider that died is carried through before the next one looks what has become
+// of its requests.
+void ProviderConnector::Core::awaitEnd(const std::vector<std::shared_future<void>>& ending) const {
+  for (const auto& each : ending) {
+    if (each.wait_for(kLongestEnd) == std::future_status::ready) continue;
+    hooks.log("What the last connection asked for still goes on.");
   }
 }
 
