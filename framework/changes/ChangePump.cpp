@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds kLongestPatience = std::chrono::seconds(30);
 class ChangePump::Observer final : public NSFileProviderChangeObserver {
  public:
   Observer(ChangePump& pump, std::uint64_t run)
-      : pump_(pump), run_(run), asked_(pump.replica_.settledSoFar()) {}
+      : pump_(pump), run_(run), asked_{pump.replica_.settledSoFar()} {}
 
   void didUpdateItems(const std::vector<NSFileProviderItemPtr>& items) override {
     updates_.insert(updates_.end(), items.begin(), items.end());
@@ -39,7 +39,7 @@ class ChangePump::Observer final : public NSFileProviderChangeObserver {
  private:
   ChangePump& pump_;
   const std::uint64_t run_;
-  const std::uint64_t asked_;
+  const Asked asked_;
   std::vector<NSFileProviderItemPtr> updates_;
   std::vector<std::string> deletions_;
 };
@@ -99,7 +99,7 @@ void ChangePump::enumerate(std::uint64_t run) {
 }
 
 void ChangePump::apply(const std::vector<NSFileProviderItemPtr>& updates,
-                       const std::vector<std::string>& deletions, std::uint64_t asked) {
+                       const std::vector<std::string>& deletions, const Asked& asked) {
   const ReplicaDelta delta = replica_.applyChanges(updates, deletions, asked);
   if (!delta.empty()) changed_(delta);
 }

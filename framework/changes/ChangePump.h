@@ -43,7 +43,7 @@ class ChangePump {
   void enumerate(std::uint64_t run);
   void tryAgain(std::uint64_t run);
   void apply(const std::vector<NSFileProviderItemPtr>& updates, const std::vector<std::string>& deletions,
-             std::uint64_t asked);
+             const Asked& asked);
   void finish(std::uint64_t run);
 
   NSFileProviderPrincipal& extension_;

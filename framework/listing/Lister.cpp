@@ -15,8 +15,11 @@ constexpr std::size_t kFewWaiters = 16;
 // Collects the pages of one listing and takes them into the replica as a whole.
 class Lister::Observer final : public NSFileProviderEnumerationObserver {
  public:
-  Observer(Lister& lister, Inode folder, std::uint64_t attempt)
-      : lister_(lister), folder_(folder), attempt_(attempt), asked_(lister.replica_.settledSoFar()) {}
+  Observer(Lister& lister, Inode folder, std::uint64_t attempt, std::string identifier)
+      : lister_(lister),
+        folder_(folder),
+        attempt_(attempt),
+        asked_{lister.replica_.settledSoFar(), std::move(identifier)} {}
 
   void didEnumerateItems(const std::vector<NSFileProviderItemPtr>& items) override {
     items_.insert(items_.end(), items.begin(), items.end());
@@ -25,9 +28,9 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   void finishEnumeratingUpToPage(const std::optional<NSFileProviderPage>& nextPage) override {
     if (nextPage) return finish(EOVERFLOW);  // the extension lists in one page
     if (!lister_.isCurrent(folder_, attempt_)) return;
-    lister_.learn(folder_, items_, asked_);
+    const bool learnt = lister_.learn(folder_, items_, asked_);
     items_.clear();
-    finish(0);
+    learnt ? finish(0) : lister_.send(folder_, attempt_);
   }
 
   void finishEnumeratingWithError(const NSError& error) override { finish(errnoForError(error)); }
@@ -38,7 +41,7 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
   Lister& lister_;
   const Inode folder_;
   const std::uint64_t attempt_;
-  const std::uint64_t asked_;
+  const Asked asked_;
   std::vector<NSFileProviderItemPtr> items_;
 };
 
@@ -84,16 +87,18 @@ void Lister::send(Inode folder, std::uint64_t attempt) {
   std::optional<NSError> error;
   const auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {}, &error);
   if (!enumerator) return finish(folder, attempt, error ? errnoForError(*error) : EIO);
-  enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt), {});
+  enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt, identifier), {});
 }
 
-void Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, std::uint64_t asked) {
+bool Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, const Asked& asked) {
   const auto before = replica_.node(folder);
   const ReplicaDelta delta = replica_.applyListing(folder, items, asked);
+  if (std::ranges::find(delta.toList, folder) != delta.toList.end()) return false;
   // The kernel hears of changes before whoever waits: what they look up next is new. Of a folder that was
   // not listed it knows nothing yet.
   if (before && before->listed && !delta.empty()) changed_(delta);
   listed_(items.size());
+  return true;
 }
 
 void Lister::finish(Inode folder, std::uint64_t attempt, int error) {

@@ -57,7 +57,8 @@ class Lister {
   };
 
   void send(Inode folder, std::uint64_t attempt);
-  void learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, std::uint64_t asked);
+  // False when the folder is another one on the server by now.
+  bool learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, const Asked& asked);
   void finish(Inode folder, std::uint64_t attempt, int error);
   bool isCurrent(Inode folder, std::uint64_t attempt) const;
 

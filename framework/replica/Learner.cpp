@@ -16,6 +16,7 @@ Learner::Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, Con
 
 void Learner::listing(Slot folder) {
   tree_.loadChildren(folder);
+  here_.editor.noteListing(folder);
   matchListing(folder);
   unlinkMoved();
   removeUnseen(folder);

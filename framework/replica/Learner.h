@@ -20,7 +20,7 @@ class Learner {
   // What was changed here, and what had settled when the server was asked.
   struct Here {
     LocalEditor& editor;
-    std::optional<std::uint64_t> asked;
+    std::optional<std::uint64_t> asked;  // Asked::settled
   };
   Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, ContentStore& contents,
           ReplicaCounters& counters, const Here& here);
@@ -28,6 +28,8 @@ class Learner {
   void listing(Slot folder);
   void changes(const std::vector<std::string>& deletedIdentifiers);
   void item(Slot slot);
+  // Nothing is learnt of a folder: it is to be listed again.
+  void listAgain(Slot folder) { delta_.toList.push_back(table_[folder].inode); }
 
   // Hands the chunk over; still under the lock, so that chunks are queued in the order of their changes.
   void queue(Journal& journal) { journal.push(std::move(chunk_)); }
@@ -55,7 +57,7 @@ class Learner {
   void match(const ItemRecord& record, Slot slot, Slot parent);
   void removeUnseen(Slot folder);
   void removeDeleted(const std::vector<std::string>& deletedIdentifiers);
-  void listAgain(Slot slot);
+  void listTreeAgain(Slot slot);
   bool identifierIsMade(Slot parent, const ItemRecord& record);
   // ---- LearnerHere.cpp: what local changes keep the server from saying
   bool isHidden(const ItemRecord& record, Slot slot);

@@ -91,7 +91,7 @@ void Learner::removeDeleted(const std::vector<std::string>& deletedIdentifiers) 
     const Slot slot = tree_.loadIdentifier(identifier);
     if (slot == kNoSlot || slot == table_.root()) continue;
     if (updated.contains(identifier)) {
-      listAgain(slot);
+      listTreeAgain(slot);
       continue;
     }
     if (keptHere(slot)) continue;
@@ -100,13 +100,13 @@ void Learner::removeDeleted(const std::vector<std::string>& deletedIdentifiers) 
 }
 
 // A folder with all that is known below it.
-void Learner::listAgain(Slot slot) {
+void Learner::listTreeAgain(Slot slot) {
   if (table_[slot].kind != NodeKind::folder || !table_[slot].listed) return;
-  delta_.toList.push_back(table_[slot].inode);
+  listAgain(slot);
   tree_.loadChildren(slot);
   std::vector<Slot> children;  // loading what is below them may move the nodes
   table_.forEachChild(slot, [&children](Slot child) { children.push_back(child); });
-  for (const Slot child : children) listAgain(child);
+  for (const Slot child : children) listTreeAgain(child);
 }
 
 }  // namespace zelto

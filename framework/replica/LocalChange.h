@@ -31,6 +31,12 @@ struct SentContent {
       false;  // the server was told the date; what is created has a date of its own there, a later one
 };
 
+// When, and as what, the server was asked for something.
+struct Asked {
+  std::uint64_t settled = 0;    // `Replica::settledSoFar` by then
+  std::string identifier = {};  // of the folder that was to be listed; "" where it does not matter
+};
+
 // One thing to ask the extension for, as the replica stands. An item may need several, one after the other.
 struct LocalStep {
   enum class Kind : std::uint8_t { create, upload, move, remove, metadata };

@@ -75,6 +75,10 @@ class LocalEditor {
   // ---- LocalEditorSettling.cpp
   ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item);
 
+  // A listing is being learnt. Of a folder that may just be moving on the server it may be another folder's:
+  // it is listed again once that is known.
+  void noteListing(Slot folder);
+
   // ---- LocalEditorConflicts.cpp
   std::expected<ReplicaDelta, int> keepBoth(Slot slot, std::string_view newName);
   ReplicaDelta serverLost(Inode inode);
@@ -111,6 +115,7 @@ class LocalEditor {
   NodeTable& table() { return around_.tree.table(); }
   const NodeTable& table() const { return around_.tree.table(); }
   LocalEntry entryOf(Slot slot);
+  void takeAttributes(LocalEntry& entry) const;
   std::string derivedIdentifier(Slot folder, std::string_view name) const;
   int commit(Draft& draft);
   void putEntry(Draft& draft, LocalEntry entry) { draft.edit.put.push_back(std::move(entry)); }
@@ -160,6 +165,7 @@ class LocalEditor {
   ReplicaDelta settleRemoval(const LocalEntry& entry, const std::string& identifier);
   ReplicaDelta settleBound(const LocalStep& step, const NSFileProviderItemPtr& item, LocalEntry next,
                            Slot slot);
+  void listAgainBelow(Slot slot, ReplicaDelta& delta);
   void followMove(const std::string& from, const std::string& to, Draft& draft);
   void putRow(Slot slot, const LocalEntry& next);
 
@@ -183,6 +189,7 @@ class LocalEditor {
   LocalChanges changes_;
   const std::uint64_t settledInDatabase_;  // at the start
   std::set<Inode> inFlight_;               // steps that are being taken
+  std::set<Inode> listedWhileMoving_;
   std::set<Inode> uncertainMoves_;  // folders that the server may have moved, which is still to be found out
 };
 

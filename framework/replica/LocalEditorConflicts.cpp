@@ -20,9 +20,7 @@ bool LocalEditor::anyLocalBelow(Slot slot) const {
 // The node is one that the server does not have, from now on.
 void LocalEditor::unbind(Slot slot, Draft& draft) {
   LocalEntry entry = entryOf(slot);
-  if (!std::exchange(entry.attributesHere, true)) {
-    entry.attributes = storedText(entry.inode, ReplicaReader::Text::attributes);
-  }
+  takeAttributes(entry);
   if (entry.bound) forgetRow(draft, entry);
   entry.bound = entry.moved = false;
   entry.identifier.clear();

@@ -52,14 +52,18 @@ int LocalEditor::setAttributes(Slot slot, const LocalAttributes& attributes) {
   return 0;
 }
 
+// Out of the row, which may change or go.
+void LocalEditor::takeAttributes(LocalEntry& entry) const {
+  if (std::exchange(entry.attributesHere, true)) return;
+  entry.attributes = storedText(entry.inode, ReplicaReader::Text::attributes);
+}
+
 int LocalEditor::setExtendedAttribute(Slot slot, const std::string& name,
                                       const std::optional<std::string>& value) {
   if (slot == table().root()) return EPERM;
   constexpr std::size_t kMost = 256 << 10;  // of one node, in bytes; a record of the log holds them all
   LocalEntry entry = entryOf(slot);
-  if (!std::exchange(entry.attributesHere, true)) {
-    entry.attributes = storedText(entry.inode, ReplicaReader::Text::attributes);
-  }
+  takeAttributes(entry);
   auto attributes = decodedAttributes(entry.attributes);
   const std::size_t gone =
       std::erase_if(attributes, [&name](const auto& known) { return known.first == name; });

@@ -200,6 +200,7 @@ bool LocalEditor::takeOverFromBackup(LocalEntry& entry, const std::string& ident
   const auto opened = around_.contents.opened(file);
   if (!opened || !*opened || around_.contents.becomeLocal(*opened, true) != 0) return false;
   takeOver(entry, aside);
+  takeAttributes(aside);
   forgetRow(draft, aside);
   aside.bound = aside.moved = false;
   aside.content = true;

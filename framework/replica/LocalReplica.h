@@ -44,10 +44,10 @@ class LocalReplica final : public Replica {
   Counts counts() override;
 
   ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
-                            std::optional<std::uint64_t> asked) override;
+                            const std::optional<Asked>& asked) override;
   ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
                             const std::vector<std::string>& deletedIdentifiers,
-                            std::optional<std::uint64_t> asked) override;
+                            const std::optional<Asked>& asked) override;
   ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) override;
 
   std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) override;
@@ -85,7 +85,7 @@ class LocalReplica final : public Replica {
   Slot loadedNode(Inode inode) { return tree_.loadNode(inode); }
   LookupResult found(Slot folder, std::string_view name) const;
   ReplicaDelta learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
-                     std::optional<std::uint64_t> asked, const std::function<void(Learner&)>& what);
+                     const std::optional<Asked>& asked, const std::function<void(Learner&)>& what);
   // BLOCKS: until the database knows all folders above a node (and itself, of a folder). The log of local
   // changes says in which folder something stands; of one that is not there any more nothing could be shown.
   void keepFoldersAbove(Inode inode);

@@ -7,12 +7,13 @@
 namespace zelto {
 
 ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
-                                 std::optional<std::uint64_t> asked,
+                                 const std::optional<Asked>& asked,
                                  const std::function<void(Learner&)>& what) {
   ItemBatch batch(items, templates_);
   journal_->waitForRoom();
   writer_.reserveInodes(rows);
-  Learner learner(tree_, batch, writer_, *contents_, counters_, {editor_, asked});
+  Learner learner(tree_, batch, writer_, *contents_, counters_,
+                  {editor_, asked ? std::optional(asked->settled) : std::nullopt});
   ReplicaDelta lost;
   {
     const std::unique_lock lock(mutex_);
@@ -27,16 +28,18 @@ ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items
 }
 
 ReplicaDelta LocalReplica::applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
-                                        std::optional<std::uint64_t> asked) {
-  return learn(items, items.size(), asked, [this, folder](Learner& learner) {
+                                        const std::optional<Asked>& asked) {
+  return learn(items, items.size(), asked, [&](Learner& learner) {
     const Slot slot = loadedNode(folder);
-    if (slot != kNoSlot && tree_.table()[slot].kind == NodeKind::folder) learner.listing(slot);
+    if (slot == kNoSlot || tree_.table()[slot].kind != NodeKind::folder) return;
+    const bool moved = asked && !asked->identifier.empty() && tree_.identifier(slot) != asked->identifier;
+    moved ? learner.listAgain(slot) : learner.listing(slot);
   });
 }
 
 ReplicaDelta LocalReplica::applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
                                         const std::vector<std::string>& deletedIdentifiers,
-                                        std::optional<std::uint64_t> asked) {
+                                        const std::optional<Asked>& asked) {
   return learn(updates, updates.size(), asked,
                [&deletedIdentifiers](Learner& learner) { learner.changes(deletedIdentifiers); });
 }

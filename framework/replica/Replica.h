@@ -81,14 +81,15 @@ class Replica {
   // that is empty, ".", "..", over 255 bytes or holds "/" or NUL, a second one of the same name) are
   // left out with a line on standard error each (at most ten a listing, then their count).
   // Local changes stay: what is not on the server yet is not removed, what was removed here does not come
-  // back. `asked`: `settledSoFar` when the listing was asked for; absent for one of just now.
+  // back. `asked` is absent for a listing of just now. One of a folder that has another identifier by now
+  // tells nothing: then only `toList` names it.
   virtual ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
-                                    std::optional<std::uint64_t> asked = {}) = 0;
+                                    const std::optional<Asked>& asked = {}) = 0;
   // Applies a change list: updates of items whose parent is known and listed (others are ignored),
   // deletions with all that is below. An item with another parent or name than before is moved.
   virtual ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
                                     const std::vector<std::string>& deletedIdentifiers,
-                                    std::optional<std::uint64_t> asked = {}) = 0;
+                                    const std::optional<Asked>& asked = {}) = 0;
   // Takes over a fresh record of one known item (as a download brings it).
   virtual ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) = 0;
 
