@@ -1,5 +1,6 @@
 // Operations that move, create or transfer one item.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "host/ZeltoFileProviderClient.h"
 #include "model/FileProviderUtils.h"
@@ -34,6 +35,8 @@ std::expected<NSURL, NSError> saveRange(const NSData& data, NSRange range) {
   if (!url) return std::unexpected(FileProviderErrorUtils::errorForGenericReason("No group directory"));
   const auto offset = static_cast<std::int64_t>(range.location);
   if (auto error = FileProviderUtils::writeData(data, url->path(), offset)) {
+    // What did reach it would keep a full disk full.
+    ::unlink(url->path().c_str());
     return std::unexpected(*std::move(error));
   }
   return *std::move(url);

@@ -3,14 +3,31 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "framework/requests/Errno.h"
+#include "platform/foundation/NSFileManager.h"
 
 namespace zelto {
 namespace {
 
 constexpr std::uint64_t kCopiedAtOnce = 1 << 20;
+
+// With less than this on the disk nothing large can come here.
+constexpr std::uint64_t kScarce = 4 * FileFetch::kLongestTransfer;
+
+bool isDiskFull() {
+  struct statvfs disk {};
+  return ::statvfs(dataHome().c_str(), &disk) == 0 && disk.f_blocks != 0 &&
+         std::uint64_t{disk.f_bavail} * disk.f_frsize < kScarce;
+}
+
+// The extension does not say why it could not save what has come.
+int errnoForDelivery(const NSError& error) {
+  const bool unexplained = error.domain() == NSCocoaErrorDomain && error.code() == 0;
+  return unexplained && isDiskFull() ? ENOSPC : errnoForError(error);
+}
 
 void removeDelivered(const std::optional<NSURL>& url) {
   if (url) ::unlink(url->path().c_str());
@@ -126,7 +143,8 @@ void Materialiser::progressed(const std::shared_ptr<ContentFile>& content) {
 void Materialiser::deliver(Delivery delivery) {
   if (delivery.error || !delivery.url) {
     removeDelivered(delivery.url);
-    return settle(delivery.content, delivery.transfer, delivery.error ? errnoForError(*delivery.error) : EIO);
+    return settle(delivery.content, delivery.transfer,
+                  delivery.error ? errnoForDelivery(*delivery.error) : EIO);
   }
   if (delivery.item) {
     // The record tells which version the bytes are of; a changed one detaches the content asked for.

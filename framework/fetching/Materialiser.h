@@ -27,7 +27,7 @@ class Materialiser {
   Materialiser(NSFileProviderPrincipal& extension, Replica& replica, HostLink& link, DeltaHandler changed);
 
   // Completes the waiter once the range is here; asks also for up to `ahead` bytes behind it that nobody
-  // waits for. Errors: ESTALE (another version by now), ENOENT, EIO and what the host says.
+  // waits for. Errors: ESTALE (another version by now), ENOENT, ENOSPC, EIO and what the host says.
   void ensure(const std::shared_ptr<ContentFile>& content, NSRange range, std::uint64_t ahead,
               WaiterPtr waiter);
 

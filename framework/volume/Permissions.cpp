@@ -29,7 +29,10 @@ mode_t bitsOfItem(const NodeInfo& node) {
 
 // A link says nothing of what may be done with it; as elsewhere its folder decides.
 bool Permissions::allows(const NodeInfo& node, NSFileProviderItemCapabilities capability) const {
-  if (node.kind != NodeKind::symlink) return contains(node.capabilities, capability);
+  return node.kind == NodeKind::symlink ? folderAllows(node) : contains(node.capabilities, capability);
+}
+
+bool Permissions::folderAllows(const NodeInfo& node) const {
   const auto folder = replica_.node(node.parent);
   return folder && contains(folder->capabilities, allowsWriting);
 }
@@ -42,12 +45,15 @@ int Permissions::toAddTo(const NodeInfo& folder) const {
 int Permissions::toChange(const NodeInfo& node) const { return allows(node, allowsWriting) ? 0 : EACCES; }
 
 int Permissions::toRemove(const NodeInfo& node) const {
-  return allows(node, allowsDeleting) || allows(node, allowsTrashing) ? 0 : EACCES;
+  // A folder may say so of itself, and lie in one that is closed.
+  const bool allowed = allows(node, allowsDeleting) || allows(node, allowsTrashing);
+  return allowed && folderAllows(node) ? 0 : EACCES;
 }
 
 int Permissions::toMove(const NodeInfo& node, bool renamed, bool moved) const {
   const bool allowed =
       (!renamed || allows(node, allowsRenaming)) && (!moved || allows(node, allowsReparenting));
+  if (!folderAllows(node)) return EACCES;
   if (allowed) return 0;
   // It may be removed, but not moved, only for as long as the server is still taking it in.
   return allows(node, allowsDeleting) ? EBUSY : EACCES;

@@ -27,6 +27,8 @@ class Permissions {
 
  private:
   bool allows(const NodeInfo& node, NSFileProviderItemCapabilities capability) const;
+  // Whether the folder it lies in may be changed.
+  bool folderAllows(const NodeInfo& node) const;
 
   Replica& replica_;
 };

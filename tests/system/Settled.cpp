@@ -5,11 +5,6 @@
 namespace zelto::test {
 namespace {
 
-std::string pendingNow(TestSystem& system) {
-  const auto reply = system.callManager("Pending", "", {});
-  return reply ? std::get<std::string>(reply->at(0)) : reply.error().localizedDescription();
-}
-
 std::string strayNow(TestSystem& system) {
   static const std::regex kUuid("[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}");
   std::string stray;
@@ -28,6 +23,11 @@ std::string strayNow(TestSystem& system) {
 }
 
 }  // namespace
+
+std::string pendingNow(TestSystem& system) {
+  const auto reply = system.callManager("Pending", "", {});
+  return reply ? std::get<std::string>(reply->at(0)) : reply.error().localizedDescription();
+}
 
 std::int64_t countOf(TestSystem& system, const char* what) {
   const NSDictionary state = system.status();

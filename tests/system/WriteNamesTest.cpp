@@ -5,7 +5,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include "tests/system/TestSystem.h"
+#include "tests/system/Settled.h"
 
 namespace zelto::test {
 namespace {
@@ -128,6 +128,8 @@ TEST(WriteNamesTest, NamesThatTheServerCannotHaveAreRefused) {
   ::close(deep);
   EXPECT_EQ(code, ENAMETOOLONG);
   EXPECT_EQ(depth, 20);  // "/share" and nineteen of 201 bytes are below 4000
+  EXPECT_EQ(waitUntilSettled(system), "");
+  EXPECT_EQ(treeDifference(system.share(), top), "");
 }
 
 TEST(WriteNamesTest, WhatTheServerDoesNotAllowIsRefusedAtTheCall) {
@@ -150,8 +152,50 @@ TEST(WriteNamesTest, WhatTheServerDoesNotAllowIsRefusedAtTheCall) {
   EXPECT_EQ(errnoOf(::chmod((root / "Bookmarks").c_str(), 0777)), EACCES);
   EXPECT_EQ(errnoOfRemoving(root / "My Files" / "second"), EACCES);
   EXPECT_EQ(errnoOfRenaming(share, root / "My Files" / "renamed"), EACCES);
+  EXPECT_EQ(pendingNow(system), "[]");
   EXPECT_EQ(errnoOfMaking(share / "new"), 0);
   EXPECT_EQ(names(root / "My Files"), (Names{"second", "share"}));
+}
+
+// All that would change something at or below a path.
+void expectNothingMayChange(const fs::path& folder, const fs::path& elsewhere) {
+  EXPECT_EQ(errnoOfMaking(folder / "new"), EACCES);
+  EXPECT_EQ(errnoOfMakingFile(folder / "new"), EACCES);
+  EXPECT_EQ(errnoOf(::symlink("x", (folder / "new").c_str())), EACCES);
+  EXPECT_EQ(errnoOfRenaming(elsewhere / "file", folder / "new"), EACCES);
+  EXPECT_EQ(errnoOfRenaming(elsewhere / "file", folder / "file"), EACCES);
+  EXPECT_EQ(errnoOfRenaming(folder / "file", elsewhere / "new"), EACCES);
+  EXPECT_EQ(errnoOfRenaming(folder / "file", folder / "renamed"), EACCES);
+  EXPECT_EQ(errnoOfRenaming(folder / "empty", folder / "renamed"), EACCES);
+  EXPECT_EQ(errnoOfRenaming(folder / "empty", elsewhere / "new"), EACCES);
+  EXPECT_EQ(errnoOfUnlinking(folder / "file"), EACCES);
+  EXPECT_EQ(errnoOfRemoving(folder / "empty"), EACCES);
+  EXPECT_EQ(errnoOf(::open((folder / "file").c_str(), O_RDWR | O_CLOEXEC)), EACCES);
+  EXPECT_EQ(errnoOf(::truncate((folder / "file").c_str(), 1)), EACCES);
+  EXPECT_EQ(errnoOf(::chmod((folder / "file").c_str(), 0777)), EACCES);
+  EXPECT_EQ(errnoOf(::utimensat(AT_FDCWD, (folder / "file").c_str(), nullptr, 0)), EACCES);
+  EXPECT_EQ(errnoOf(::setxattr((folder / "file").c_str(), "user.a", "b", 1, 0)), EACCES);
+  EXPECT_EQ(readFile(folder / "file"), "text");
+}
+
+TEST(WriteNamesTest, NothingInAReadOnlyShareOrOfAnOfflineFileCanBeChanged) {
+  TestSystem system;
+  for (const fs::path& folder : {system.share(), system.share() / "kept", system.served() / "closed"}) {
+    writeFile(folder / "file", "text");
+    fs::create_directory(folder / "empty");
+  }
+  fs::permissions(system.served() / "closed", fs::perms(0555));
+  system.startExtension();
+  system.startHost({"--my-files", "on", "--offline-files", "on"});
+  system.waitUntilConnected();
+  ASSERT_TRUE(system.callHost("MakeOffline", "s", {std::string("/My Files/share/kept")}).has_value());
+  const fs::path offline = system.mount() / "Offline Files", shares = system.mount() / "My Files";
+  EXPECT_TRUE(eventually([&] { return names(offline) == Names{"kept"}; }));
+  expectNothingMayChange(offline / "kept", shares / "share");
+  expectNothingMayChange(shares / "closed", shares / "share");
+  EXPECT_EQ(errnoOfRenaming(offline / "kept", shares / "share" / "taken"), EACCES);
+  EXPECT_EQ(pendingNow(system), "[]");
+  EXPECT_EQ(treeDifference(system.served(), shares), "");
 }
 
 TEST(WriteNamesTest, DatesModesAndOwners) {
