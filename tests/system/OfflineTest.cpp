@@ -59,8 +59,7 @@ TEST_F(OfflineTest, WorkWithoutAHostArrivesWhenItComes) {
   ASSERT_NO_FATAL_FAILURE(expectAllArrives());
   system.host().kill(SIGKILL);
   ASSERT_NO_FATAL_FAILURE(work(count));
-  std::cout << "seed " << seed << ": " << countOf(system, "pending") << " changes after " << count
-            << " operations\n";
+  std::cout << "seed " << seed << ", " << count << " operations\n";
   system.startHost();
   system.waitUntilConnected();
   expectAllArrives();
