@@ -34,13 +34,15 @@ class SmallDisk {
     at_ = at;
     return true;
   }
-  // Fills it but for so many bytes.
+  // Fills it but for so many bytes; somebody else may write to it meanwhile.
   void leave(std::size_t bytes) {
-    struct statvfs disk {};
-    ASSERT_EQ(::statvfs(at_.c_str(), &disk), 0);
-    const auto rest = static_cast<off_t>(disk.f_bavail * disk.f_frsize) - static_cast<off_t>(bytes);
     const UniqueDescriptor filler(::open((at_ / "filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    ASSERT_EQ(::fallocate(filler.get(), 0, 0, rest), 0) << errno;
+    ASSERT_TRUE(eventually([&] {
+      struct statvfs disk {};
+      ::statvfs(at_.c_str(), &disk);
+      const auto rest = static_cast<off_t>(disk.f_bavail * disk.f_frsize) - static_cast<off_t>(bytes);
+      return ::fallocate(filler.get(), 0, 0, rest) == 0;
+    }));
   }
   void makeRoom() { EXPECT_TRUE(fs::remove(at_ / "filler")); }
 
