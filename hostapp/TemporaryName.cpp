@@ -8,13 +8,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "hostapp/UuidName.h"
+#include "hostapp/NewUuidName.h"
+#include "platform/foundation/UuidName.h"
 
 namespace zelto {
 
 namespace {
-
-constexpr std::string_view kPrefix = ".zelto-upload-";
 
 // False when somebody who cleaned up was faster than the lock.
 bool isStillThere(int descriptor) {
@@ -35,13 +34,11 @@ UniqueDescriptor newFolder(int folder, const std::string& name) {
 
 }  // namespace
 
-bool isTemporaryName(const std::string& name) {
-  return name.starts_with(kPrefix) && isUuidName(name.substr(kPrefix.size()));
-}
+bool isTemporaryName(const std::string& name) { return isUnfinishedName(name); }
 
 std::expected<TemporaryEntry, int> TemporaryEntry::makeFile(int folder) {
   for (;;) {
-    const std::string name = std::string(kPrefix) + newUuidName();
+    const std::string name = std::string(kUnfinishedPrefix) + newUuidName();
     auto made = newFile(folder, name);
     if (!made) return std::unexpected(errno);
     if (isStillThere(made.get())) return TemporaryEntry(folder, name, std::move(made), true);
@@ -49,7 +46,7 @@ std::expected<TemporaryEntry, int> TemporaryEntry::makeFile(int folder) {
 }
 
 std::expected<TemporaryEntry, int> TemporaryEntry::makeFolder(int folder) {
-  const std::string name = std::string(kPrefix) + newUuidName();
+  const std::string name = std::string(kUnfinishedPrefix) + newUuidName();
   auto made = newFolder(folder, name);
   if (!made) return std::unexpected(errno);
   if (!isStillThere(made.get())) return std::unexpected(EAGAIN);

@@ -9,7 +9,8 @@
 
 #include "hostapp/BackendErrors.h"
 #include "hostapp/BeneathFolder.h"
-#include "hostapp/UuidName.h"
+#include "hostapp/NewUuidName.h"
+#include "platform/foundation/UuidName.h"
 
 namespace zelto {
 
@@ -43,7 +44,7 @@ void prepareTransferFolder(const std::string& directory) {
   std::filesystem::create_directory(directory, error);
   for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
     const auto path = entry.path();
-    if (isUuidName(path.filename())) ::unlink(path.c_str());
+    if (isUuidName(path.filename().string())) ::unlink(path.c_str());
   }
 }
 

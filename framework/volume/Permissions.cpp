@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "platform/foundation/Unicode.h"
+#include "platform/foundation/UuidName.h"
 
 namespace zelto {
 namespace {
@@ -66,7 +67,7 @@ int Permissions::toReplace(const NodeInfo& node) const {
 int errnoForName(std::string_view identifier, std::string_view name) {
   if (name.size() > kLongestName) return ENAMETOOLONG;
   if (identifier.size() + 1 + name.size() > kLongestIdentifier) return ENAMETOOLONG;
-  if (name.empty() || name == "." || name == "..") return EINVAL;
+  if (name.empty() || name == "." || name == ".." || isUnfinishedName(name)) return EINVAL;
   return isValidUTF8(name) ? 0 : EILSEQ;
 }
 

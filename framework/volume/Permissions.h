@@ -34,7 +34,8 @@ class Permissions {
 };
 
 // Whether the folder can have a child of this name; `identifier` is the folder's.
-// ERRORS: ENAMETOOLONG, EILSEQ (the server takes well-formed UTF-8 only), EINVAL.
+// ERRORS: ENAMETOOLONG, EILSEQ (the server takes well-formed UTF-8 only), EINVAL (also for what is kept for
+// files on their way).
 int errnoForName(std::string_view identifier, std::string_view name);
 
 // The type and mode that programs see.

@@ -114,6 +114,10 @@ TEST(WriteNamesTest, NamesThatTheServerCannotHaveAreRefused) {
   EXPECT_EQ(errnoOfMaking(top / "bad\xff"), EILSEQ);
   EXPECT_EQ(errnoOf(::symlink("\xc3", (top / "link").c_str())), EILSEQ);
   EXPECT_EQ(errnoOfRenaming(top / std::string(255, 'n'), top / "bad\xff"), EILSEQ);
+  const char* const kept = ".zelto-upload-0F1E2D3C-4B5A-4697-8877-665544332211";
+  EXPECT_EQ(errnoOfMakingFile(top / kept), EINVAL);
+  EXPECT_EQ(errnoOfMaking(top / kept), EINVAL);
+  EXPECT_EQ(errnoOfRenaming(top / std::string(255, 'n'), top / kept), EINVAL);
   const int here = ::open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   int deep = here, code = 0;
   int depth = 0;

@@ -1,4 +1,4 @@
-#include "hostapp/UuidName.h"
+#include "hostapp/NewUuidName.h"
 
 #include <array>
 
@@ -12,11 +12,6 @@ std::string newUuidName() {
   ::uuid_generate_random(uuid);
   ::uuid_unparse_upper(uuid, text.data());
   return text.data();
-}
-
-bool isUuidName(const std::string& name) {
-  uuid_t uuid;
-  return name.size() == UUID_STR_LEN - 1 && ::uuid_parse(name.c_str(), uuid) == 0;
 }
 
 }  // namespace zelto

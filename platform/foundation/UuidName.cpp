@@ -1,0 +1,19 @@
+#include "platform/foundation/UuidName.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace zelto {
+
+bool isUuidName(std::string_view name) {
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  return std::ranges::equal(name, kForm, [](char c, char form) {
+    return form == 'x' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == form;
+  });
+}
+
+bool isUnfinishedName(std::string_view name) {
+  return name.starts_with(kUnfinishedPrefix) && isUuidName(name.substr(kUnfinishedPrefix.size()));
+}
+
+}  // namespace zelto
