@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -190,6 +191,31 @@ TEST_F(FullHereTest, MappedWritesAndReservationsAreToldToo) {
   disk.makeRoom();
   expectWhole();
   expectAllArrived(waitUntilSettled(system));
+}
+
+// While it is sent, its content is changed in a copy, for which there is no room.
+TEST_F(FullHereTest, AFileThatIsBeingSentStaysWhole) {
+  system.host().signal(SIGSTOP);
+  ASSERT_EQ(fill(top / "sent", 4 * kMiB), 0);
+  const std::jthread sending([this] { static_cast<void>(system.callManager("Wait", "", {})); });
+  EXPECT_TRUE(eventually([&] {
+    const auto handedOver = [](const auto& entry) {
+      return entry.is_regular_file() && entry.file_size() == 4 * kMiB;
+    };
+    return std::ranges::any_of(fs::recursive_directory_iterator(system.data() / "groups"), handedOver);
+  }));
+  disk.leave(kMiB);
+  UniqueDescriptor file(::open((top / "sent").c_str(), O_RDWR | O_CLOEXEC));
+  EXPECT_EQ(::pwrite(file.get(), "changed", 7, 0), -1);
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_EQ(readFile(top / "sent"), std::string(4 * kMiB, 'f'));
+  disk.makeRoom();
+  EXPECT_EQ(::pwrite(file.get(), "changed", 7, 0), 7) << errno;
+  file.reset();
+  system.host().signal(SIGCONT);
+  expectWhole();
+  expectAllArrived(waitUntilSettled(system));
+  EXPECT_TRUE(readFile(system.share() / "sent").starts_with("changedf"));
 }
 
 // Not even a name has room: those that were acknowledged are there, also for the next process.
