@@ -195,7 +195,8 @@ void SendQueue::stillOpen(Inode inode, Time now) {
 
 void SendQueue::park(Inode inode, Inode another, Time now) {
   // The other one may have been settled just now, or never told of: then it finds nothing to do and lets this
-  // one look again.
+  // one look again. It may have begun to wait for this one before a circle was to be seen, which it is to
+  // break.
   itemFor(another, now);
   Item& item = items_.at(inode);
   leave(inode, item);
@@ -203,6 +204,25 @@ void SendQueue::park(Inode inode, Inode another, Time now) {
   item.state = State::parked;
   ++counts_[static_cast<std::size_t>(State::parked)];
   parked_[another].insert(inode);
+  if (waitsFor(another, inode)) lookAgain(another, now);
+}
+
+// Whether one waits for the other, perhaps over others.
+bool SendQueue::waitsFor(Inode inode, Inode other) const {
+  for (int depth = 0; depth < kDeepest; ++depth) {
+    const auto it = items_.find(inode);
+    if (it == items_.end() || it->second.state != State::parked) return false;
+    inode = it->second.another;
+    if (inode == other) return true;
+  }
+  return false;
+}
+
+// For nothing, perhaps: each time in a row a little later.
+void SendQueue::lookAgain(Inode inode, Time now) {
+  Item& item = items_.at(inode);
+  const auto pause = settings_.settleDown * (1 << std::min(item.bounces++, kMostDoublings));
+  enterTimed(inode, item, State::settling, now + std::min(settings_.longestPause, pause));
 }
 
 void SendQueue::unpark(Inode another, Time now, bool forNothing) {
@@ -210,12 +230,11 @@ void SendQueue::unpark(Inode another, Time now, bool forNothing) {
   if (it == parked_.end()) return;
   const std::set<Inode> waiting = it->second;
   for (const Inode inode : waiting) {
-    Item& item = items_.at(inode);
-    const Time due =
-        forNothing ? now + std::min(settings_.longestPause,
-                                    settings_.settleDown * (1 << std::min(item.bounces++, kMostDoublings)))
-                   : now;
-    enterTimed(inode, item, State::settling, due);
+    if (forNothing) {
+      lookAgain(inode, now);
+    } else {
+      enterTimed(inode, items_.at(inode), State::settling, now);
+    }
   }
 }
 

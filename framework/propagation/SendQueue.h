@@ -139,6 +139,8 @@ class SendQueue {
   void settle(Inode inode, Item& item, Time now);
   void erase(Inode inode);
   void park(Inode inode, Inode another, Time now);
+  bool waitsFor(Inode inode, Inode other) const;
+  void lookAgain(Inode inode, Time now);
   // Those who waited for it look again.
   void unpark(Inode another, Time now, bool forNothing);
   Time restsUntil(const Item& item) const;

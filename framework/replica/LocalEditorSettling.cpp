@@ -24,6 +24,7 @@ ReplicaDelta LocalEditor::settle(const LocalStep& step, const NSFileProviderItem
     takeItem(kNoSlot, next, item, true);
     const std::string identifier = next.identifier;
     Draft draft;
+    if (step.kind == LocalStep::Kind::move) followMove(step.identifier, identifier, draft);
     putEntry(draft, std::move(next));
     if (commit(draft) == 0) changes_.noteSettled(step.node.inode, identifier);
     return {};
