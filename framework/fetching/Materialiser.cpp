@@ -36,9 +36,15 @@ void removeDelivered(const std::optional<NSURL>& url) {
 }  // namespace
 
 // What the extension answered to one transfer.
-struct Materialiser::Delivery {
+// A transfer that was asked for, as what and when.
+struct Materialiser::Question {
   std::shared_ptr<ContentFile> content;
-  std::uint64_t transfer;
+  Transfer transfer;
+  Asked asked;
+};
+
+struct Materialiser::Delivery {
+  Question question;
   std::optional<NSURL> url;
   NSFileProviderItemPtr item;
   NSRange range;
@@ -85,42 +91,46 @@ void Materialiser::prefetch(const std::shared_ptr<ContentFile>& content, NSRange
   send(content, transfers);
 }
 
-void Materialiser::send(const std::shared_ptr<ContentFile>& content, const std::vector<Transfer>& transfers) {
+void Materialiser::send(const std::shared_ptr<ContentFile>& content, std::vector<Transfer> transfers) {
   if (transfers.empty()) return;
-  const std::string identifier = replica_.identifier(content->inode());
-  for (const Transfer& transfer : transfers) {
-    if (identifier.empty()) {
-      settle(content, transfer.id, ENOENT);
-    } else if (transfer.whole) {
-      sendWhole(content, transfer, identifier);
-    } else {
-      sendRange(content, transfer, identifier);
-    }
-  }
+  replica_.whenPlaceIsKnown(content->inode(), [this, content, transfers = std::move(transfers)] {
+    for (const Transfer& transfer : transfers) ask(content, transfer);
+  });
 }
 
-void Materialiser::sendWhole(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
-                             const std::string& identifier) {
-  mirrorProgress(content, extension_.fetchContentsForItemWithIdentifier(
-                              identifier, replica_.version(content->inode()), {},
-                              [this, content, transfer](std::optional<NSURL> url, NSFileProviderItemPtr item,
-                                                        std::optional<NSError> error) {
-                                deliver({content, transfer.id, std::move(url), std::move(item),
-                                         transfer.range, std::move(error)});
-                              }));
+void Materialiser::ask(const std::shared_ptr<ContentFile>& content, const Transfer& transfer) {
+  Question question{content, transfer, {replica_.settledSoFar(), {}}};
+  question.asked.identifier = replica_.identifier(content->inode());
+  if (question.asked.identifier.empty()) return settle(content, transfer.id, ENOENT);
+  transfer.whole ? askWhole(std::move(question)) : askRange(std::move(question));
 }
 
-void Materialiser::sendRange(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
-                             const std::string& identifier) {
-  mirrorProgress(
-      content,
-      extension_.fetchPartialContentsForItemWithIdentifier(
-          identifier, replica_.version(content->inode()).value_or(NSFileProviderItemVersion{}), {},
-          transfer.range, 1, NSFileProviderFetchContentsOptions::none,
-          [this, content, transfer](std::optional<NSURL> url, NSFileProviderItemPtr item, NSRange range,
-                                    NSFileProviderMaterializationFlags, std::optional<NSError> error) {
-            deliver({content, transfer.id, std::move(url), std::move(item), range, std::move(error)});
-          }));
+void Materialiser::askWhole(Question question) {
+  const auto content = question.content;
+  const std::string identifier = question.asked.identifier;
+  mirrorProgress(content,
+                 extension_.fetchContentsForItemWithIdentifier(
+                     identifier, replica_.version(content->inode()), {},
+                     [this, question = std::move(question)](
+                         std::optional<NSURL> url, NSFileProviderItemPtr item, std::optional<NSError> error) {
+                       const NSRange range = question.transfer.range;
+                       deliver({question, std::move(url), std::move(item), range, std::move(error)});
+                     }));
+}
+
+void Materialiser::askRange(Question question) {
+  const auto content = question.content;
+  const std::string identifier = question.asked.identifier;
+  const NSRange wanted = question.transfer.range;
+  mirrorProgress(content,
+                 extension_.fetchPartialContentsForItemWithIdentifier(
+                     identifier, replica_.version(content->inode()).value_or(NSFileProviderItemVersion{}), {},
+                     wanted, 1, NSFileProviderFetchContentsOptions::none,
+                     [this, question = std::move(question)](
+                         std::optional<NSURL> url, NSFileProviderItemPtr item, NSRange range,
+                         NSFileProviderMaterializationFlags, std::optional<NSError> error) {
+                       deliver({question, std::move(url), std::move(item), range, std::move(error)});
+                     }));
 }
 
 void Materialiser::mirrorProgress(const std::shared_ptr<ContentFile>& content,
@@ -141,14 +151,19 @@ void Materialiser::progressed(const std::shared_ptr<ContentFile>& content) {
 }
 
 void Materialiser::deliver(Delivery delivery) {
+  const auto& [content, transfer, asked] = delivery.question;
+  if (!content->detached() && !replica_.isPlace(content->inode(), asked.identifier)) {
+    // It has moved meanwhile: what came is perhaps another item's.
+    removeDelivered(delivery.url);
+    return send(content, {transfer});
+  }
   if (delivery.error || !delivery.url) {
     removeDelivered(delivery.url);
-    return settle(delivery.content, delivery.transfer,
-                  delivery.error ? errnoForDelivery(*delivery.error) : EIO);
+    return settle(content, transfer.id, delivery.error ? errnoForDelivery(*delivery.error) : EIO);
   }
   if (delivery.item) {
     // The record tells which version the bytes are of; a changed one detaches the content asked for.
-    const ReplicaDelta delta = replica_.applyItem(delivery.content->inode(), delivery.item);
+    const ReplicaDelta delta = replica_.applyItem(content->inode(), delivery.item, asked);
     if (!delta.empty()) changed_(delta);
   }
   if (delivery.range.length <= kCopiedAtOnce) return takeOver(std::move(delivery));
@@ -156,9 +171,9 @@ void Materialiser::deliver(Delivery delivery) {
 }
 
 void Materialiser::takeOver(Delivery delivery) {
-  const auto error = delivery.content->takeOver(delivery.url->path(), delivery.range);
-  const int code = delivery.content->detached() ? ESTALE : error ? errnoForError(*error) : 0;
-  settle(delivery.content, delivery.transfer, code);
+  const auto error = delivery.question.content->takeOver(delivery.url->path(), delivery.range);
+  const int code = delivery.question.content->detached() ? ESTALE : error ? errnoForError(*error) : 0;
+  settle(delivery.question.content, delivery.question.transfer.id, code);
 }
 
 void Materialiser::settle(const std::shared_ptr<ContentFile>& content, std::uint64_t transfer, int error) {

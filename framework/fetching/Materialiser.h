@@ -40,13 +40,13 @@ class Materialiser {
   std::size_t inFlight() const;
 
  private:
+  struct Question;
   struct Delivery;
 
-  void send(const std::shared_ptr<ContentFile>& content, const std::vector<Transfer>& transfers);
-  void sendWhole(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
-                 const std::string& identifier);
-  void sendRange(const std::shared_ptr<ContentFile>& content, const Transfer& transfer,
-                 const std::string& identifier);
+  void send(const std::shared_ptr<ContentFile>& content, std::vector<Transfer> transfers);
+  void ask(const std::shared_ptr<ContentFile>& content, const Transfer& transfer);
+  void askWhole(Question question);
+  void askRange(Question question);
   void mirrorProgress(const std::shared_ptr<ContentFile>& content,
                       const std::shared_ptr<NSProgress>& progress);
   void progressed(const std::shared_ptr<ContentFile>& content);

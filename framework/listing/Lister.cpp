@@ -33,7 +33,9 @@ class Lister::Observer final : public NSFileProviderEnumerationObserver {
     learnt ? finish(0) : lister_.send(folder_, attempt_);
   }
 
-  void finishEnumeratingWithError(const NSError& error) override { finish(errnoForError(error)); }
+  void finishEnumeratingWithError(const NSError& error) override {
+    lister_.failed(folder_, attempt_, asked_.identifier, errnoForError(error));
+  }
 
  private:
   void finish(int error) { lister_.finish(folder_, attempt_, error); }
@@ -82,12 +84,24 @@ void Lister::listAhead(Inode folder, WaiterPtr waiter) {
 }
 
 void Lister::send(Inode folder, std::uint64_t attempt) {
+  replica_.whenPlaceIsKnown(folder, [this, folder, attempt] { ask(folder, attempt); });
+}
+
+void Lister::ask(Inode folder, std::uint64_t attempt) {
+  if (!isCurrent(folder, attempt)) return;  // it waited, and the host was lost
   const std::string identifier = replica_.identifier(folder);
   if (identifier.empty()) return finish(folder, attempt, ENOENT);
   std::optional<NSError> error;
   const auto enumerator = extension_.enumeratorForContainerItemIdentifier(identifier, {}, &error);
   if (!enumerator) return finish(folder, attempt, error ? errnoForError(*error) : EIO);
   enumerator->enumerateItemsForObserver(std::make_shared<Observer>(*this, folder, attempt, identifier), {});
+}
+
+// What is not there may only have moved.
+void Lister::failed(Inode folder, std::uint64_t attempt, const std::string& identifier, int error) {
+  const bool gone = replica_.identifier(folder).empty();
+  if (error != ENOENT || gone || replica_.isPlace(folder, identifier)) return finish(folder, attempt, error);
+  if (isCurrent(folder, attempt)) send(folder, attempt);
 }
 
 bool Lister::learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, const Asked& asked) {

@@ -57,6 +57,8 @@ class Lister {
   };
 
   void send(Inode folder, std::uint64_t attempt);
+  void ask(Inode folder, std::uint64_t attempt);
+  void failed(Inode folder, std::uint64_t attempt, const std::string& identifier, int error);
   // False when the folder is another one on the server by now.
   bool learn(Inode folder, const std::vector<NSFileProviderItemPtr>& items, const Asked& asked);
   void finish(Inode folder, std::uint64_t attempt, int error);

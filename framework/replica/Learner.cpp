@@ -16,7 +16,6 @@ Learner::Learner(LoadedTree& tree, ItemBatch& batch, ReplicaWriter& numbers, Con
 
 void Learner::listing(Slot folder) {
   tree_.loadChildren(folder);
-  here_.editor.noteListing(folder);
   matchListing(folder);
   unlinkMoved();
   removeUnseen(folder);
@@ -43,7 +42,8 @@ void Learner::changes(const std::vector<std::string>& deletedIdentifiers) {
 void Learner::item(Slot slot) {
   if (batch_.records().empty()) return;
   const ItemRecord& record = batch_.records().front();
-  if (isHidden(record, slot)) return;
+  // One of another name is about where the node was, or about another item in that place.
+  if (record.identifier != tree_.identifier(slot) || isHidden(record, slot)) return;
   Slot parent = parentOf(record, slot);
   if (parent == kNoSlot || tree_.isBelowOrSelf(parent, slot)) parent = table_[slot].parent;
   match(record, slot, parent);

@@ -45,7 +45,7 @@ bool Learner::isBelowMoving(Slot slot) const {
 // True for a node that the server has lost and that stays here, at least for now.
 bool Learner::keptHere(Slot slot) {
   const TableNode& node = table_[slot];
-  if (isBelowMoving(slot)) return true;
+  if (isBelowMoving(slot) || !here_.editor.isPlaceKnown(slot)) return true;
   if (node.local) return true;  // its next step will find out
   if (here_.asked && here_.editor.changes().settledSince(*here_.asked, node.inode)) return true;
   if (!here_.editor.anyLocalBelow(slot)) return false;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <expected>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -71,13 +72,11 @@ class LocalEditor {
   void stepFailed(const LocalStep& step, bool refused);
   void noteAttempt(const LocalStep& step);
   LocalChangeInfo describe(const LocalEntry& entry) const;
+  // False while the server may have moved the node, or a folder above it, without our having been told.
+  bool isPlaceKnown(Slot slot) const;
 
   // ---- LocalEditorSettling.cpp
   ReplicaDelta settle(const LocalStep& step, const NSFileProviderItemPtr& item);
-
-  // A listing is being learnt. Of a folder that may just be moving on the server it may be another folder's:
-  // it is listed again once that is known.
-  void noteListing(Slot folder);
 
   // ---- LocalEditorConflicts.cpp
   std::expected<ReplicaDelta, int> keepBoth(Slot slot, std::string_view newName);
@@ -155,6 +154,7 @@ class LocalEditor {
   Inode movingAbove(Slot slot) const;
   bool concernsBelow(const LocalEntry& entry, std::string_view folder) const;
   std::string placeOnServer(const LocalEntry& entry) const;
+  Inode moving(const std::function<bool(Inode, const std::string& place)>& concerns) const;
   Inode movingOnServerAbove(const LocalEntry& entry) const;
   Inode busyBelow(const std::string& identifier, Slot slot) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;
@@ -165,7 +165,6 @@ class LocalEditor {
   ReplicaDelta settleRemoval(const LocalEntry& entry, const std::string& identifier);
   ReplicaDelta settleBound(const LocalStep& step, const NSFileProviderItemPtr& item, LocalEntry next,
                            Slot slot);
-  void listAgainBelow(Slot slot, ReplicaDelta& delta);
   void followMove(const std::string& from, const std::string& to, Draft& draft);
   void putRow(Slot slot, const LocalEntry& next);
 
@@ -189,7 +188,6 @@ class LocalEditor {
   LocalChanges changes_;
   const std::uint64_t settledInDatabase_;  // at the start
   std::set<Inode> inFlight_;               // steps that are being taken
-  std::set<Inode> listedWhileMoving_;
   std::set<Inode> uncertainMoves_;  // folders that the server may have moved, which is still to be found out
 };
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 
 #include "framework/replica/LocalEditor.h"
 
@@ -45,15 +46,30 @@ std::string LocalEditor::placeOnServer(const LocalEntry& entry) const {
 // The folder that just moves away on the server with this item in it, or has perhaps done so; 0 for none.
 // Here the item may stand elsewhere, by itself or with a folder around it, or be gone.
 Inode LocalEditor::movingOnServerAbove(const LocalEntry& entry) const {
+  return moving([&](Inode inode, const std::string& place) {
+    return inode != entry.inode && concernsBelow(entry, place);
+  });
+}
+
+// A folder that is just moving on the server, or has perhaps moved there, for which the question about where
+// it stood is answered with yes; 0 for none.
+Inode LocalEditor::moving(const std::function<bool(Inode, const std::string& place)>& concerns) const {
   for (const auto* moves : {&inFlight_, &uncertainMoves_}) {
     for (const Inode inode : *moves) {
-      const LocalEntry* const above = inode == entry.inode ? nullptr : changes_.find(inode);
-      const bool mayMove = above != nullptr && above->bound && !above->attempt.empty() &&
-                           above->fields.kind == NodeKind::folder;
-      if (mayMove && concernsBelow(entry, placeOnServer(*above))) return inode;
+      const LocalEntry* const entry = changes_.find(inode);
+      if (entry == nullptr || !entry->bound || entry->attempt.empty()) continue;
+      if (entry->fields.kind == NodeKind::folder && concerns(inode, placeOnServer(*entry))) return inode;
     }
   }
   return 0;
+}
+
+bool LocalEditor::isPlaceKnown(Slot slot) const {
+  if (changes_.empty()) return true;
+  const LocalEntry* const entry = table()[slot].local ? changes_.find(table()[slot].inode) : nullptr;
+  if (entry != nullptr && entry->bound && isPlaceUncertain(*entry, slot)) return false;
+  const std::string identifier = around_.tree.identifier(slot);
+  return moving([&](Inode, const std::string& place) { return isBelow(identifier, place); }) == 0;
 }
 
 // A step that is being taken below a folder, by the place here or by the server's.

@@ -107,26 +107,7 @@ ReplicaDelta LocalEditor::settleBound(const LocalStep& step, const NSFileProvide
   putRow(slot, noted);
   ReplicaDelta delta;
   delta.metadataChanged.push_back(noted.inode);
-  if (step.kind == Kind::move) listAgainBelow(slot, delta);
   return delta;
-}
-
-void LocalEditor::noteListing(Slot folder) {
-  const Inode inode = table()[folder].inode;
-  for (Slot at = folder; at != kNoSlot && at != table().root(); at = table()[at].parent) {
-    const LocalEntry* const entry = table()[at].local ? changes_.find(table()[at].inode) : nullptr;
-    if (entry != nullptr && !entry->attempt.empty()) listedWhileMoving_.insert(inode);
-  }
-}
-
-void LocalEditor::listAgainBelow(Slot slot, ReplicaDelta& delta) {
-  std::erase_if(listedWhileMoving_, [&](Inode inode) {
-    const Slot folder = table().slotForInode(inode);
-    if (folder == kNoSlot) return true;
-    if (!around_.tree.isBelowOrSelf(folder, slot)) return false;
-    delta.toList.push_back(inode);
-    return true;
-  });
 }
 
 // Everything that the server has below a folder has another identifier once the folder has moved there.

@@ -48,7 +48,10 @@ class LocalReplica final : public Replica {
   ReplicaDelta applyChanges(const std::vector<NSFileProviderItemPtr>& updates,
                             const std::vector<std::string>& deletedIdentifiers,
                             const std::optional<Asked>& asked) override;
-  ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) override;
+  ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item,
+                         const std::optional<Asked>& asked) override;
+  bool isPlace(Inode inode, std::string_view identifier) override;
+  void whenPlaceIsKnown(Inode inode, std::move_only_function<void()> then) override;
 
   std::expected<std::shared_ptr<ContentFile>, NSError> content(Inode inode) override;
   std::vector<NSRange> materialisedRanges(Inode inode) override;
@@ -93,6 +96,9 @@ class LocalReplica final : public Replica {
   int edit(Inode inode, const std::function<int(Slot)>& what);
   void tell(Inode inode);
   void databaseWritten();
+  bool isAt(Slot slot, std::string_view identifier) const;
+  // Those who waited for what has been found out look again.
+  void tellPlaces();
   std::shared_ptr<ContentFile> contentUnopened(Inode inode);
   std::vector<Inode> filesBelow(Slot top);
 
@@ -107,8 +113,10 @@ class LocalReplica final : public Replica {
   LoadedTree tree_;
   LocalEditor editor_;
   std::unordered_map<Inode, std::uint64_t> newFolders_;  // by the chunk that brings them to the database
-  std::function<void(Inode)> changeHandler_;             // set before the first change
-  ReplicaWriter writer_;                                 // last: its thread uses what is above
+  std::mutex placesMutex_;                               // guards placeWaiters_; a leaf, taken inside mutex_
+  std::vector<std::pair<Inode, std::move_only_function<void()>>> placeWaiters_;
+  std::function<void(Inode)> changeHandler_;  // set before the first change
+  ReplicaWriter writer_;                      // last: its thread uses what is above
 };
 
 }  // namespace zelto

@@ -27,13 +27,44 @@ ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items
   return delta;
 }
 
+bool LocalReplica::isAt(Slot slot, std::string_view identifier) const {
+  return tree_.identifier(slot) == identifier && editor_.isPlaceKnown(slot);
+}
+
+bool LocalReplica::isPlace(Inode inode, std::string_view identifier) {
+  const std::shared_lock lock(mutex_);
+  const Slot slot = tree_.table().slotForInode(inode);
+  return slot != kNoSlot && isAt(slot, identifier);
+}
+
+void LocalReplica::whenPlaceIsKnown(Inode inode, std::move_only_function<void()> then) {
+  {
+    const std::shared_lock lock(mutex_);
+    const Slot slot = tree_.table().slotForInode(inode);
+    if (slot != kNoSlot && !editor_.isPlaceKnown(slot)) {
+      const std::lock_guard guard(placesMutex_);
+      return void(placeWaiters_.emplace_back(inode, std::move(then)));
+    }
+  }
+  then();
+}
+
+void LocalReplica::tellPlaces() {
+  decltype(placeWaiters_) waiting;
+  {
+    const std::lock_guard guard(placesMutex_);
+    waiting.swap(placeWaiters_);
+  }
+  for (auto& [inode, then] : waiting) whenPlaceIsKnown(inode, std::move(then));
+}
+
 ReplicaDelta LocalReplica::applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
                                         const std::optional<Asked>& asked) {
   return learn(items, items.size(), asked, [&](Learner& learner) {
     const Slot slot = loadedNode(folder);
     if (slot == kNoSlot || tree_.table()[slot].kind != NodeKind::folder) return;
-    const bool moved = asked && !asked->identifier.empty() && tree_.identifier(slot) != asked->identifier;
-    moved ? learner.listAgain(slot) : learner.listing(slot);
+    const bool elsewhere = asked && !asked->identifier.empty() && !isAt(slot, asked->identifier);
+    elsewhere ? learner.listAgain(slot) : learner.listing(slot);
   });
 }
 
@@ -44,8 +75,9 @@ ReplicaDelta LocalReplica::applyChanges(const std::vector<NSFileProviderItemPtr>
                [&deletedIdentifiers](Learner& learner) { learner.changes(deletedIdentifiers); });
 }
 
-ReplicaDelta LocalReplica::applyItem(Inode inode, const NSFileProviderItemPtr& item) {
-  return learn({item}, 1, {}, [this, inode](Learner& learner) {
+ReplicaDelta LocalReplica::applyItem(Inode inode, const NSFileProviderItemPtr& item,
+                                     const std::optional<Asked>& asked) {
+  return learn({item}, 1, asked, [this, inode](Learner& learner) {
     const Slot slot = loadedNode(inode);
     if (slot != kNoSlot && slot != tree_.table().root()) learner.item(slot);
   });

@@ -43,13 +43,21 @@ std::optional<NSError> LocalReplica::exportContent(LocalStep& step, const std::s
 }
 
 ReplicaDelta LocalReplica::settle(const LocalStep& step, const NSFileProviderItemPtr& item) {
-  const std::unique_lock lock(mutex_);
-  return editor_.settle(step, item);
+  ReplicaDelta delta;
+  {
+    const std::unique_lock lock(mutex_);
+    delta = editor_.settle(step, item);
+  }
+  tellPlaces();
+  return delta;
 }
 
 void LocalReplica::stepFailed(const LocalStep& step, bool refused) {
-  const std::unique_lock lock(mutex_);
-  editor_.stepFailed(step, refused);
+  {
+    const std::unique_lock lock(mutex_);
+    editor_.stepFailed(step, refused);
+  }
+  tellPlaces();
 }
 
 std::expected<ReplicaDelta, int> LocalReplica::keepBoth(Inode inode, std::string_view newName) {
@@ -60,13 +68,23 @@ std::expected<ReplicaDelta, int> LocalReplica::keepBoth(Inode inode, std::string
 }
 
 ReplicaDelta LocalReplica::serverLost(Inode inode) {
-  const std::unique_lock lock(mutex_);
-  return editor_.serverLost(inode);
+  ReplicaDelta delta;
+  {
+    const std::unique_lock lock(mutex_);
+    delta = editor_.serverLost(inode);
+  }
+  tellPlaces();
+  return delta;
 }
 
 std::expected<ReplicaDelta, int> LocalReplica::abandon(Inode inode) {
-  const std::unique_lock lock(mutex_);
-  return editor_.abandon(inode);
+  std::expected<ReplicaDelta, int> delta;
+  {
+    const std::unique_lock lock(mutex_);
+    delta = editor_.abandon(inode);
+  }
+  tellPlaces();
+  return delta;
 }
 
 std::uint64_t LocalReplica::settledSoFar() {

@@ -91,7 +91,15 @@ class Replica {
                                     const std::vector<std::string>& deletedIdentifiers,
                                     const std::optional<Asked>& asked = {}) = 0;
   // Takes over a fresh record of one known item (as a download brings it).
-  virtual ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item) = 0;
+  virtual ReplicaDelta applyItem(Inode inode, const NSFileProviderItemPtr& item,
+                                 const std::optional<Asked>& asked = {}) = 0;
+
+  // Whether the server has a node under this identifier, as far as is known, and no move of it or of a folder
+  // above is on its way: else an answer about the identifier may be about another item, or about none.
+  virtual bool isPlace(Inode inode, std::string_view identifier) = 0;
+  // Runs `then` once no such move is on its way: mostly at once, else on the thread that settles it. Dropped
+  // at the replica's end.
+  virtual void whenPlaceIsKnown(Inode inode, std::move_only_function<void()> then) = 0;
 
   // ---- content
   // The content of the file's present version, opened; one without bytes and without a descriptor when
