@@ -28,8 +28,9 @@ HostService::HostService(std::shared_ptr<const HostParts> parts, std::uint64_t c
     : parts_(std::move(parts)), connection_(connection) {
   auto end = std::make_shared<std::promise<void>>();
   ended_ = end->get_future().share();
-  abandoned_ = {new std::atomic<bool>(false), [end](const std::atomic<bool>* flag) {
+  abandoned_ = {new std::atomic<bool>(false), [end, delivered = delivered_](const std::atomic<bool>* flag) {
                   delete flag;
+                  delivered->removeAll();
                   end->set_value();
                 }};
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/ZeltoFileProviderServerInterface.h"
+#include "hostapp/DeliveredFiles.h"
 #include "hostapp/HostParts.h"
 
 namespace zelto {
@@ -23,7 +24,8 @@ class HostService : public ZeltoFileProviderServerInterface {
   // or do not show yet, never will: the other side asks again, and that must not be undone by what it asked
   // before.
   void abandon() { *abandoned_ = true; }
-  // Becomes ready once this service is destroyed and nothing that it was asked for goes on.
+  // Becomes ready once this service is destroyed and nothing that it was asked for goes on; downloads that
+  // the other side has not taken are removed by then.
   std::shared_future<void> ended() const { return ended_; }
 
   void enumeratorInvalidatedPath(const std::string& path) override;
@@ -71,6 +73,7 @@ class HostService : public ZeltoFileProviderServerInterface {
 
   const std::shared_ptr<const HostParts> parts_;
   const std::uint64_t connection_;
+  const std::shared_ptr<DeliveredFiles> delivered_ = std::make_shared<DeliveredFiles>();
   std::shared_future<void> ended_;
   std::shared_ptr<std::atomic<bool>> abandoned_;  // with this service and all work for it
 };

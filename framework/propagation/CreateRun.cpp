@@ -70,7 +70,7 @@ void CreateRun::created(const NSFileProviderItemPtr& item, const std::optional<N
 // Something other than a file, which has no content to compare.
 bool CreateRun::isSame(const NSFileProviderItemPtr& item) const {
   if (step_.node.kind == NodeKind::folder) return !isFile(item) && !item->symlinkTargetPath();
-  return item->symlinkTargetPath() == step_.symlinkTarget;
+  return isLinkOfStep(item);
 }
 
 void CreateRun::exists(const Look& look) {

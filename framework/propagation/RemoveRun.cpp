@@ -30,7 +30,7 @@ void RemoveRun::looked(const Look& now) {
 
 void RemoveRun::found(const Look& now) {
   if (now.what == Look::What::unknown) return fail(now.error);
-  const bool ours = now.what == Look::What::found && now.item->symlinkTargetPath() == step_.symlinkTarget;
+  const bool ours = now.what == Look::What::found && isLinkOfStep(now.item);
   ours ? send() : settle(nullptr);
 }
 

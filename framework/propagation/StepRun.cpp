@@ -214,6 +214,11 @@ bool StepRun::isVersionOfStep(const NSFileProviderItemPtr& item) const {
   return item->itemVersion()->contentVersion == step_.version.contentVersion;
 }
 
+bool StepRun::isLinkOfStep(const NSFileProviderItemPtr& item) const {
+  if (item->symlinkTargetPath()) return item->symlinkTargetPath() == step_.symlinkTarget;
+  return step_.sentBefore && item->documentSize() == 0;
+}
+
 bool StepRun::isSentBefore(const NSFileProviderItemPtr& item) const {
   const auto& before = step_.sentBefore;
   if (!before || item->documentSize() != static_cast<std::int64_t>(before->size)) return false;

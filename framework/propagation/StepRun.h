@@ -124,6 +124,8 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
 
   bool isVersionOfStep(const NSFileProviderItemPtr& item) const;
   bool isSentBefore(const NSFileProviderItemPtr& item) const;
+  // Whether it is the step's symbolic link, or the empty file that keeps its place on the server.
+  bool isLinkOfStep(const NSFileProviderItemPtr& item) const;
   void listFolderAgain(Inode folder);
 
   const std::shared_ptr<const StepParts> parts_;

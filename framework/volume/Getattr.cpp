@@ -3,14 +3,25 @@
 #include "framework/volume/Volume.h"
 
 namespace zelto {
+namespace {
+
+// Whether who has the file open has a version that the replica has just now left behind: the node's number
+// changes a moment later.
+bool isLeftBehind(const OpenFile& open, const NodeInfo& now) {
+  const auto content = open.content();
+  return content && content->detached() && open.node().versionTag != now.versionTag;
+}
+
+}  // namespace
 
 void volume::replyAttributes(fuse_req_t request, fuse_ino_t node) {
   Volume& volume = of(request);
   const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
   struct stat attributes {};
-  if (info && volume.epochs().isCurrent(node)) {
+  const auto open = volume.openFiles().find(node);
+  if (info && volume.epochs().isCurrent(node) && !(open && isLeftBehind(*open, *info))) {
     attributes = volume.attributes(*info);
-  } else if (const auto open = volume.openFiles().find(node)) {
+  } else if (open) {
     // Who has it open asks without a handle, too.
     attributes = volume.attributes(open->node());
     if (!info) attributes.st_nlink = 0;

@@ -73,7 +73,7 @@ TEST_F(OfflineTest, WorkWithoutAHostArrivesWhenItComes) {
 
 // Never arrives: the new folder waits for the place that the old item has on the server, and that one for the
 // new folder, into which it moves. Nobody sees that this is a circle. On demand until one does.
-TEST_F(OfflineTest, DISABLED_AFolderTakesTheNameOfWhatHasMovedIntoIt) {
+TEST_F(OfflineTest, AFolderTakesTheNameOfWhatHasMovedIntoIt) {
   both(Verb::write, "file");
   both(Verb::mkdir, "folder");
   ASSERT_NO_FATAL_FAILURE(expectAllArrives());

@@ -175,9 +175,7 @@ TEST(WriteTest, AFileWithoutANameLivesOnForThoseWhoHaveItOpen) {
   EXPECT_EQ(names(system.mounted()), (std::vector<std::string>{"removed", "replaced"}));
 }
 
-// Failed once under the thread sanitizer: for a moment the open file had the size of the version that
-// replaced it. On demand, with --gtest_also_run_disabled_tests, until that is understood.
-TEST(WriteTest, DISABLED_WhatTheServerRemovesOrReplacesStaysForThoseWhoHaveItOpen) {
+TEST(WriteTest, WhatTheServerRemovesOrReplacesStaysForThoseWhoHaveItOpen) {
   TestSystem system;
   for (const char* name : {"removed", "replaced"}) writeFile(system.share() / name, "old bytes");
   system.start();
