@@ -77,6 +77,7 @@ ReplicaDelta Learner::loseFolders() {
   for (const Inode inode : lost_) {
     ReplicaDelta lost = here_.editor.serverLost(inode);
     std::ranges::move(lost.removed, std::back_inserter(delta.removed));
+    std::ranges::move(lost.toSend, std::back_inserter(delta.toSend));
   }
   return delta;
 }

@@ -106,8 +106,14 @@ ReplicaDelta LocalEditor::serverLost(Inode inode) {
   if ((known != nullptr && known->content) || anyLocalBelow(slot)) {
     loseBelow(slot, draft, delta);
     std::vector<Inode> unbound;
-    for (const LocalEntry& entry : draft.edit.put) unbound.push_back(entry.inode);
+    std::vector<Inode> fresh;
+    for (const LocalEntry& entry : draft.edit.put) {
+      unbound.push_back(entry.inode);
+      const LocalEntry* const before = changes_.find(entry.inode);
+      if (before == nullptr || !before->pending()) fresh.push_back(entry.inode);
+    }
     if (commit(draft) != 0) return delta;
+    delta.toSend = std::move(fresh);
     for (const Inode each : unbound) {
       const Slot at = table().slotForInode(each);
       if (at == kNoSlot) continue;
@@ -125,8 +131,10 @@ std::expected<ReplicaDelta, int> LocalEditor::abandon(Inode inode) {
   ReplicaDelta delta;
   const LocalEntry* const known = changes_.find(inode);
   if (known == nullptr || !known->pending()) return std::unexpected(ENOENT);
-  if (known->inFlight || known->writers > 0) return std::unexpected(EBUSY);
   const Slot slot = table().slotForInode(inode);
+  // Who has a removed file open goes on writing to nobody's content.
+  const bool writing = slot != kNoSlot && known->writers > 0;
+  if (known->inFlight || writing) return std::unexpected(EBUSY);
   if (slot != kNoSlot && table()[slot].kind == NodeKind::folder) {
     around_.tree.loadChildren(slot);
     if (anyLocalBelow(slot) || (!known->bound && table().childCount(slot) > 0)) {

@@ -24,6 +24,8 @@ ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items
   }
   ReplicaDelta delta = learner.finish();
   std::ranges::move(lost.removed, std::back_inserter(delta.removed));
+  for (const Inode inode : lost.toSend) tell(inode);
+  delta.toSend = std::move(lost.toSend);
   return delta;
 }
 

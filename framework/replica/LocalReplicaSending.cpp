@@ -74,6 +74,7 @@ ReplicaDelta LocalReplica::serverLost(Inode inode) {
     delta = editor_.serverLost(inode);
   }
   tellPlaces();
+  for (const Inode each : delta.toSend) tell(each);
   return delta;
 }
 

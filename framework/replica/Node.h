@@ -43,6 +43,7 @@ struct ReplicaDelta {
   std::vector<Inode> contentChanged;   // files whose version or size is another than before
   std::vector<Inode> metadataChanged;  // only dates, flags or capabilities differ
   std::vector<Inode> toList;           // listed folders whose children may be others by now
+  std::vector<Inode> toSend;           // have become local changes by what the server said; told already
 
   bool empty() const {
     return added.empty() && removed.empty() && contentChanged.empty() && metadataChanged.empty() &&
