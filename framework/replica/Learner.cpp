@@ -190,7 +190,7 @@ void Learner::update(Slot slot, const ItemRecord& record, bool moved) {
   table_.setFields(slot, after);
   note(slot, record, after);
   noteChange(table_[slot].inode, before, after);
-  if (!table_[slot].local) return;
+  // Also of one that was settled and is only still noted: the next change here begins from this version.
   if (LocalEntry* const entry = here_.editor.changes().running(table_[slot].inode)) {
     entry->version = batch_.version(record);
   }
