@@ -26,7 +26,7 @@ void MoveRun::moved(const NSFileProviderItemPtr& item, Fields asked, Fields pend
                     const std::optional<NSError>& error) {
   if (!error) {
     const Fields left = pending & asked;
-    if (left == Fields::none || left == asked) return settle(item);
+    if (left == Fields::none || left == asked) return arrived(item);
     // It stands in its new place already; the rest is asked for under the identifier that it has there.
     const bool renamed = item && item->itemIdentifier();
     return send(renamed ? *item->itemIdentifier() : step_.destination(), left);
@@ -39,6 +39,14 @@ void MoveRun::moved(const NSFileProviderItemPtr& item, Fields asked, Fields pend
     default:
       return refuse(error);
   }
+}
+
+// What was moved may be another version than the one that is known here: nobody has seen it, so it is not the
+// one that later steps replace or remove.
+void MoveRun::arrived(const NSFileProviderItemPtr& item) {
+  const bool known = !item || step_.node.kind == NodeKind::folder || isVersionOfStep(item);
+  settle(known ? item : nullptr);
+  if (!known) listFolderAgain(step_.node.parent);
 }
 
 // By something else, or by itself after an earlier request.

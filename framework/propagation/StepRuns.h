@@ -45,6 +45,7 @@ class MoveRun final : public StepRun {
   void send(const std::string& identifier, NSFileProviderItemFields fields);
   void moved(const NSFileProviderItemPtr& item, NSFileProviderItemFields asked,
              NSFileProviderItemFields pending, const std::optional<NSError>& error);
+  void arrived(const NSFileProviderItemPtr& item);
   void occupied(const NSError& error);
   void notFound(const NSError& error, const Look& destination);
 };
