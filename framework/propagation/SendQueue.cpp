@@ -87,7 +87,6 @@ void SendQueue::changed(Inode inode, Time now) {
   }
   item.last = now;
   item.bounces = 0;
-  if (item.state == State::parked) return;
   // What a program had open rests from the moment that it is closed.
   if (item.state != State::settling && item.state != State::ready) item.first = now;
   item.evenIfOpen = item.atOnce = false;
