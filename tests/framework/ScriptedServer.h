@@ -31,6 +31,7 @@ class ScriptedServer final : public NSFileProviderPrincipal {
     loseReply,   // done, but the answer is lost: the handler is dropped
     keepSilent,  // not done, and never answered
     hold,        // done and answered when `release` is called
+    holdAnswer,  // done, and answered when `release` is called; a listing at once
   };
 
   explicit ScriptedServer(std::filesystem::path directory) : directory_(std::move(directory)) {}
@@ -53,6 +54,15 @@ class ScriptedServer final : public NSFileProviderPrincipal {
             const std::optional<NSError>& error = std::nullopt) {
     const std::lock_guard lock(mutex_);
     fates_[operation + " " + path].emplace_back(fate, error);
+  }
+  // Asked for the fate of each request that has none, for "upload /share/a" and the like. REQUIRES: before
+  // the first request; does not call the server.
+  void setDecision(std::function<Fate(const std::string& request)> decide) { decide_ = std::move(decide); }
+  // What is held will never be answered.
+  void forgetHeld() {
+    std::vector<std::function<void()>> held;
+    const std::lock_guard lock(mutex_);
+    held.swap(held_);
   }
   // Answers what was held, in the order of its coming.
   void release() {
@@ -244,6 +254,7 @@ class ScriptedServer final : public NSFileProviderPrincipal {
       server_.carryOut(
           "list", identifier_, std::move(observer),
           [&server = server_, folder = identifier_](auto& listener, std::optional<NSError> error) {
+            if (!error && !server.isFolder(folder)) error = gone(folder);
             if (error) return listener->finishEnumeratingWithError(*error);
             listener->didEnumerateItems(server.children(folder));
             listener->finishEnumeratingUpToPage(std::nullopt);
@@ -273,12 +284,19 @@ class ScriptedServer final : public NSFileProviderPrincipal {
       if (!fates.empty()) {
         std::tie(fate, error) = fates.front();
         fates.pop_front();
+      } else if (decide_) {
+        fate = decide_(operation + " " + path);
+        if (fate == Fate::fail) error = errorWithPOSIXCode(EIO, "It did not work out.");
       }
       auto shared = std::make_shared<Handler>(std::move(handler));
       if (fate == Fate::hold) held_.push_back([shared, work]() mutable { work(*shared, std::nullopt); });
       if (fate == Fate::keepSilent) silent_.push_back(shared);
       changed_.notify_all();
       handler = fate == Fate::hold || fate == Fate::keepSilent ? Handler() : std::move(*shared);
+    }
+    if (fate == Fate::holdAnswer) {
+      handler = answeredLater(std::move(handler));
+      fate = Fate::carryOut;
     }
     if (fate == Fate::carryOut || fate == Fate::fail) work(handler, error);
     if (fate == Fate::loseReply) {
@@ -288,6 +306,18 @@ class ScriptedServer final : public NSFileProviderPrincipal {
     return progress;
   }
 
+  template <typename Handler>
+  Handler answeredLater(Handler handler) {
+    if constexpr (requires { Handler([](auto&&...) {}); }) {
+      auto shared = std::make_shared<Handler>(std::move(handler));
+      return Handler([this, shared](auto... answer) {
+        const std::lock_guard lock(mutex_);
+        held_.push_back([shared, answer...] { (*shared)(answer...); });
+      });
+    } else {
+      return handler;
+    }
+  }
   template <typename Handler>
   static Handler discarded() {
     if constexpr (requires { Handler([](auto&&...) {}); }) {
@@ -319,9 +349,17 @@ class ScriptedServer final : public NSFileProviderPrincipal {
     if (!entry.folder) size = static_cast<std::int64_t>(entry.content.size());
     return std::make_shared<ServerItem>(path, entry.folder, size, entry.date);
   }
+  bool isFolder(const std::string& identifier) {
+    const std::lock_guard lock(mutex_);
+    const auto it = entries_.find(identifier);
+    return identifier == NSFileProviderRootContainerItemIdentifier ||
+           (it != entries_.end() && it->second.folder);
+  }
   bool hasParent(const std::string& path) {
     const auto slash = path.rfind('/');
-    return slash == 0 || entries_.contains(path.substr(0, slash));
+    if (slash == 0) return true;
+    const auto parent = entries_.find(path.substr(0, slash));
+    return parent != entries_.end() && parent->second.folder;
   }
   std::optional<NSError> create(const std::string& path, bool folder, bool mayExist,
                                 const std::string& content) {
@@ -378,6 +416,7 @@ class ScriptedServer final : public NSFileProviderPrincipal {
   std::condition_variable changed_;
   std::map<std::string, Entry> entries_;
   std::map<std::string, std::deque<std::pair<Fate, std::optional<NSError>>>> fates_;
+  std::function<Fate(const std::string&)> decide_;
   std::vector<std::string> log_;
   std::vector<std::function<void()>> held_;
   std::vector<std::shared_ptr<void>> silent_;
