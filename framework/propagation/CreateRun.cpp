@@ -30,10 +30,13 @@ void CreateRun::start() {
 void CreateRun::sentBefore(const Look& look) {
   if (look.what == Look::What::unknown) return fail(look.error);
   if (look.what == Look::What::gone) return step_.repeated ? forgetAttempt() : send();
-  if (step_.node.kind == NodeKind::file ? isSentBefore(look.item) : isSame(look.item)) {
-    return settleAsSentBefore(look.item);
+  if (step_.node.kind != NodeKind::file) {
+    return isSame(look.item) ? settleAsSentBefore(look.item) : exists(look);
   }
-  exists(look);
+  checkSentBefore(step_.destination(), look.item, [this, look](const Comparison& comparison) {
+    if (comparison.error) return fail(comparison.error);
+    comparison.same ? settleAsSentBefore(comparison.item) : exists(look);
+  });
 }
 
 void CreateRun::send() {

@@ -23,9 +23,17 @@ void RemoveRun::start() {
 void RemoveRun::looked(const Look& now) {
   if (now.what == Look::What::unknown) return fail(now.error);
   if (now.what == Look::What::gone) return settle(nullptr);
-  if (isVersionOfStep(now.item) || isSentBefore(now.item)) return send();
+  if (isVersionOfStep(now.item)) return send();
+  checkSentBefore(step_.identifier, now.item, [this](const Comparison& comparison) { checked(comparison); });
+}
+
+void RemoveRun::checked(const Comparison& comparison) {
+  if (comparison.error) {
+    return errnoForError(*comparison.error) == ENOENT ? settle(nullptr) : fail(comparison.error);
+  }
+  if (comparison.same) return send();
   if (step_.uncertain) return settle(nullptr);  // what was sent did not arrive; this is another one
-  giveUpRemoval(now.item, "it was changed on the server meanwhile");
+  giveUpRemoval(comparison.item, "it was changed on the server meanwhile");
 }
 
 void RemoveRun::found(const Look& now) {

@@ -82,6 +82,9 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   void look(const std::string& identifier, LookThen then);
   // Anything; lists the folder around it.
   void find(const std::string& identifier, LookThen then);
+  // Whether a file on the server is what was sent of it before. A creation's has a date that proves nothing:
+  // it is known by its bytes.
+  void checkSentBefore(const std::string& identifier, const NSFileProviderItemPtr& item, ComparisonThen then);
   // Whether a file on the server has the bytes that are here now; they are noted in the step.
   void compare(const std::string& identifier, ComparisonThen then);
   void listFolder(const std::string& identifier,
@@ -123,7 +126,8 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   void giveUpRemoval(const NSFileProviderItemPtr& serverItem, const std::string& why);
 
   bool isVersionOfStep(const NSFileProviderItemPtr& item) const;
-  bool isSentBefore(const NSFileProviderItemPtr& item) const;
+  // By size, and by date where that tells.
+  bool looksSentBefore(const NSFileProviderItemPtr& item) const;
   // Whether it is the step's symbolic link, or the empty file that keeps its place on the server.
   bool isLinkOfStep(const NSFileProviderItemPtr& item) const;
   void listFolderAgain(Inode folder);
@@ -137,6 +141,7 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   void end(StepResult result);
   void apply(const ReplicaDelta& delta);
   std::string path() const;
+  void checkDigest(const std::string& deliveredPath, const NSFileProviderItemPtr& item, ComparisonThen then);
   void compareWith(const std::string& deliveredPath, const NSFileProviderItemPtr& item, ComparisonThen then);
 
   Done done_;  // empty once it has ended

@@ -6,6 +6,7 @@
 #include "framework/propagation/ContentComparison.h"
 #include "framework/propagation/FreshListing.h"
 #include "framework/propagation/StepRun.h"
+#include "framework/replica/FileDigest.h"
 #include "framework/requests/Errno.h"
 
 namespace zelto {
@@ -52,6 +53,36 @@ void StepRun::listFolder(
   auto handler = expect<std::vector<NSFileProviderItemPtr>, std::optional<NSError>>(std::move(then));
   follow(NSProgress::create());
   listFreshly(parts_->extension, identifier, std::move(handler));
+}
+
+void StepRun::checkSentBefore(const std::string& identifier, const NSFileProviderItemPtr& item,
+                              ComparisonThen then) {
+  if (!looksSentBefore(item)) return then({false, item, {}});
+  if (step_.sentBefore->dated || step_.sentBefore->digest == 0) return then({true, item, {}});
+  auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>(
+      [this, then = std::move(then)](const std::optional<NSURL>& url, const NSFileProviderItemPtr& fetched,
+                                     const std::optional<NSError>& error) mutable {
+        if (url && fetched) return checkDigest(url->path(), fetched, std::move(then));
+        removeDelivered(url);
+        then({false, nullptr, error ? error : errorWithPOSIXCode(EIO, "the content was not delivered")});
+      });
+  follow(
+      parts_->extension.fetchContentsForItemWithIdentifier(identifier, std::nullopt, {}, std::move(handler)));
+}
+
+void StepRun::checkDigest(const std::string& deliveredPath, const NSFileProviderItemPtr& item,
+                          ComparisonThen then) {
+  parts_->comparing->async([weak = weak_from_this(), queue = parts_->ways.queue, deliveredPath, item,
+                            sent = step_.sentBefore->digest, then = std::move(then)]() mutable {
+    const auto digest = digestOfFile(deliveredPath);
+    ::unlink(deliveredPath.c_str());
+    queue->async([weak, item, digest, sent, then = std::move(then)]() mutable {
+      const auto self = weak.lock();
+      if (!self || !self->done_) return;
+      if (digest) return then({*digest == sent, item, {}});
+      then({false, nullptr, errorWithPOSIXCode(digest.error(), std::strerror(digest.error()))});
+    });
+  });
 }
 
 void StepRun::compare(const std::string& identifier, ComparisonThen then) {

@@ -30,6 +30,7 @@ class UploadRun final : public StepRun {
 
  private:
   void looked(const Look& look);
+  void isAnother(const NSFileProviderItemPtr& item);
   void compared(const Comparison& comparison);
   void send();
   void sent(const NSFileProviderItemPtr& item, const std::optional<NSError>& error);
@@ -58,6 +59,7 @@ class RemoveRun final : public StepRun {
 
  private:
   void looked(const Look& look);
+  void checked(const Comparison& comparison);
   void found(const Look& look);
   void listed(const std::vector<NSFileProviderItemPtr>& items, const std::optional<NSError>& error);
   bool isRemovedHere(const NSFileProviderItemPtr& item) const;

@@ -15,8 +15,14 @@ void UploadRun::looked(const Look& now) {
   if (now.what == Look::What::unknown) return fail(now.error);
   if (now.what == Look::What::gone) return serverLost(step_.node.inode);
   if (isVersionOfStep(now.item)) return send();
-  if (isSentBefore(now.item)) return settleAsSentBefore(now.item);
-  if (now.item->documentSize() != static_cast<std::int64_t>(step_.node.size)) return keepBoth(now.item);
+  checkSentBefore(step_.identifier, now.item, [this](const Comparison& comparison) {
+    if (comparison.error) return compared(comparison);
+    comparison.same ? settleAsSentBefore(comparison.item) : isAnother(comparison.item);
+  });
+}
+
+void UploadRun::isAnother(const NSFileProviderItemPtr& item) {
+  if (item->documentSize() != static_cast<std::int64_t>(step_.node.size)) return keepBoth(item);
   compare(step_.identifier, [this](const Comparison& comparison) { compared(comparison); });
 }
 

@@ -29,6 +29,7 @@ struct SentContent {
   std::int64_t modifiedNs = 0;
   bool dated =
       false;  // the server was told the date; what is created has a date of its own there, a later one
+  std::uint32_t digest = 0;  // of a creation's bytes, by which it is known; 0 of long ones
 };
 
 // When, and as what, the server was asked for something.
@@ -50,6 +51,7 @@ struct LocalStep {
   NSFileProviderItemVersion version;  // what the server had at the last sync; empty for a creation
   NSFileProviderItemFields metadata =
       NSFileProviderItemFields::none;  // which fields a metadata step is about
+  std::uint32_t contentDigest = 0;     // set by `exportContent` for a creation that is not long
   std::uint64_t contentRevision = 0;   // set by `exportContent`; 0 for bytes older than those that are here
   bool throughTemporaryName = false;   // a move that makes room in a circle of moves
   // What was sent of it before without an answer: the server may have it.

@@ -49,7 +49,8 @@ void LocalEditor::noteAttempt(const LocalStep& step) {
   LocalEntry entry = *known;
   const bool places = step.kind == LocalStep::Kind::create || step.kind == LocalStep::Kind::move;
   entry.attempt = places ? step.destination() : step.identifier;
-  entry.sent = {step.node.size, step.node.modifiedNs, step.kind != LocalStep::Kind::create};
+  entry.sent = {step.node.size, step.node.modifiedNs, step.kind != LocalStep::Kind::create,
+                step.contentDigest};
   Draft draft;
   putEntry(draft, std::move(entry));
   static_cast<void>(commit(draft));

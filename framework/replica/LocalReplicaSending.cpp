@@ -1,9 +1,16 @@
 #include <cerrno>
 #include <mutex>
 
+#include "framework/replica/FileDigest.h"
 #include "framework/replica/LocalReplica.h"
 
 namespace zelto {
+namespace {
+
+// Of longer files the size alone tells enough, and reading them again would take long.
+constexpr std::uint64_t kMostDigested = 16 << 20;
+
+}  // namespace
 
 void LocalReplica::setLocalChangeHandler(std::function<void(Inode)> handler) {
   changeHandler_ = std::move(handler);
@@ -36,9 +43,15 @@ std::optional<NSError> LocalReplica::exportContent(LocalStep& step, const std::s
     // Before the bytes: a write in between makes them another revision, which is sent again.
     step.contentRevision = entry->contentRevision;
     step.node = tree_.table().info(slot);
-    editor_.noteAttempt(step);
   }
   if (const int code = contents_->exportTo(inode, path)) return posixError(path, code);
+  if (step.kind == LocalStep::Kind::create && step.node.size <= kMostDigested) {
+    const auto digest = digestOfFile(path);
+    if (!digest) return posixError(path, digest.error());
+    step.contentDigest = *digest;
+  }
+  const std::unique_lock lock(mutex_);
+  editor_.noteAttempt(step);
   return {};
 }
 

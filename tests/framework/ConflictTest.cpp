@@ -107,6 +107,28 @@ TEST_F(ConflictTest, ACreationWhoseAnswerWasLostIsTakenAsDone) {
   expectNoLitter();
 }
 
+// Of one size, and newer, as what was created would be.
+TEST_F(ConflictTest, AfterALostAnswerAnothersFileIsNotTakenForOurs) {
+  start();
+  server.setClock(static_cast<double>(std::time(nullptr)) + 60);
+  for (const char* name : {"kept", "gone"}) {
+    server.put(std::string("/share/") + name, "them");
+    server.next("create", std::string("/share/") + name, Fate::loseReply);
+    write(std::string("share/") + name, "mine");
+  }
+  ASSERT_TRUE(server.waitFor("create /share/kept"));
+  ASSERT_TRUE(server.waitFor("create /share/gone"));
+  waitForOutcome();
+  remove("share/gone");
+  propagator->retryAll();
+  expectSent();
+  const auto copy = conflictCopy("share");
+  EXPECT_EQ(
+      server.tree(),
+      (Tree{{"/share", "/"}, {"/share/gone", "them"}, {"/share/kept", "them"}, {"/share/" + copy, "mine"}}));
+  expectNoLitter();
+}
+
 TEST_F(ConflictTest, ANewFileWhoseNameIsTakenStepsAside) {
   start();
   server.put("/share/file", "theirs");
@@ -220,6 +242,25 @@ TEST_F(ConflictTest, ANewFileInAFolderThatIsGoneBringsItBack) {
   write("share/folder/new", "mine");
   expectSent();
   EXPECT_EQ(server.tree(), (Tree{{"/share", "/"}, {"/share/folder", "/"}, {"/share/folder/new", "mine"}}));
+}
+
+TEST_F(ConflictTest, WhatCameAlongWithAMoveUnseenIsNotOverwritten) {
+  for (const char* path : {"/share/written", "/share/removed"}) server.put(path, "base");
+  start();
+  for (const char* path : {"/share/written", "/share/removed"}) {
+    server.put(path, "them");
+    server.next("move", std::string(path) + " " + path + "2", Fate::holdAnswer);
+  }
+  rename("share/written", "share/written2");
+  rename("share/removed", "share/removed2");
+  ASSERT_TRUE(server.waitForHeld(2));
+  write("share/written2", "mine");
+  remove("share/removed2");
+  server.release();
+  expectSent();
+  EXPECT_EQ(server.tree().at("/share/written2"), "them");
+  EXPECT_EQ(server.tree().at("/share/removed2"), "them");
+  EXPECT_EQ(server.tree().at("/share/" + conflictCopy("share")), "mine");
 }
 
 TEST_F(ConflictTest, AMoveToANameThatIsTakenThereEndsBesideIt) {

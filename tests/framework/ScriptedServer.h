@@ -55,6 +55,11 @@ class ScriptedServer final : public NSFileProviderPrincipal {
     const std::lock_guard lock(mutex_);
     fates_[operation + " " + path].emplace_back(fate, error);
   }
+  // What is put or created gets later dates from here on, each other ones; in seconds since 1970.
+  void setClock(double now) {
+    const std::lock_guard lock(mutex_);
+    date_ = now;
+  }
   // Asked for the fate of each request that has none, for "upload /share/a" and the like. REQUIRES: before
   // the first request; does not call the server.
   void setDecision(std::function<Fate(const std::string& request)> decide) { decide_ = std::move(decide); }

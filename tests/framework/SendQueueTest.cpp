@@ -162,6 +162,26 @@ TEST_F(SendQueueTest, WhoWaitsForAnotherLooksAgainWhenThatOneIsSettled) {
   EXPECT_EQ(taken(), (Inodes{1, 2}));
 }
 
+TEST_F(SendQueueTest, WhoWaitsForWhatIsNoLongerSoLooksAgain) {
+  changed(1);
+  changed(2);
+  pass(1s);
+  ASSERT_EQ(taken(), (Inodes{1, 2}));
+  waitFor(2, LocalWait::Why::another, 1);
+  // By a change of its own …
+  changed(2);
+  pass(1s);
+  EXPECT_EQ(taken(), Inodes{2});
+  waitFor(2, LocalWait::Why::another, 1);
+  // … or when the other one has come to wait for it; less and less often.
+  waitFor(1, LocalWait::Why::another, 2);
+  EXPECT_EQ(taken(), Inodes{});
+  pass(1s);
+  EXPECT_EQ(taken(), Inodes{2});
+  queue.settled(2, now);
+  EXPECT_EQ(taken(), (Inodes{1, 2}));
+}
+
 TEST_F(SendQueueTest, WaitingForOneWithNothingToDoDoesNotSpin) {
   changed(2);
   pass(1s);
