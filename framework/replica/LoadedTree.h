@@ -33,8 +33,11 @@ class LoadedTree {
   Slot loadPath(std::string_view path);
   // Only the look-up among the identifiers that are not made of a parent's.
   Slot loadOwnIdentifier(std::string_view identifier);
-  // The node was removed here in an earlier run; the database has it until the server has removed it too.
+  // The node was removed here; the database has it, in a folder that may not be loaded yet, until the server
+  // has removed it too.
   void hide(Inode inode) { hidden_.insert(inode); }
+  // The database does not have it any more.
+  void forgetHidden(Inode inode) { hidden_.erase(inode); }
   bool anyOwnIdentifiers() const { return table_.anyOwnIdentifiers() || reader_.anyOwnIdentifiers(); }
 
  private:

@@ -72,7 +72,8 @@ class LocalEditor {
   void stepFailed(const LocalStep& step, bool refused);
   void noteAttempt(const LocalStep& step);
   LocalChangeInfo describe(const LocalEntry& entry) const;
-  // False while the server may have moved the node, or a folder above it, without our having been told.
+  // False while the server does not have the node, or may have moved it or a folder above it without our
+  // having been told.
   bool isPlaceKnown(Slot slot) const;
 
   // ---- LocalEditorSettling.cpp

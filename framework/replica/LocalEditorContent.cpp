@@ -147,6 +147,7 @@ bool LocalEditor::endWriting(Slot slot, const ContentFile& content) {
 void LocalEditor::finishLate(Inode inode) {
   const LocalEntry* const entry = changes_.find(inode);
   if (entry == nullptr || entry->pending() || entry->writers > 0) return;
+  if (entry->gone) around_.tree.forgetHidden(inode);
   Draft draft;
   draft.edit.drop.push_back(inode);
   if (commit(draft) == 0) around_.contents.comeBack(inode);

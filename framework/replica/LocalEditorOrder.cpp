@@ -67,7 +67,8 @@ Inode LocalEditor::moving(const std::function<bool(Inode, const std::string& pla
 bool LocalEditor::isPlaceKnown(Slot slot) const {
   if (changes_.empty()) return true;
   const LocalEntry* const entry = table()[slot].local ? changes_.find(table()[slot].inode) : nullptr;
-  if (entry != nullptr && entry->bound && isPlaceUncertain(*entry, slot)) return false;
+  // One that the server does not have yet may bear the path of one that has still to leave it.
+  if (entry != nullptr && (!entry->bound || isPlaceUncertain(*entry, slot))) return false;
   const std::string identifier = around_.tree.identifier(slot);
   return moving([&](Inode, const std::string& place) { return isBelow(identifier, place); }) == 0;
 }

@@ -129,6 +129,7 @@ void LocalEditor::putGone(Draft& draft, const LocalEntry& entry) {
   gone.fields.kind = entry.fields.kind;
   gone.gone = true;
   forgetRow(draft, gone);
+  around_.tree.hide(gone.inode);
   putEntry(draft, std::move(gone));
 }
 
@@ -297,6 +298,7 @@ void LocalEditor::leave(Slot slot, Draft& draft, LocalEntry* successor) {
     }
   }
   entry.removed = true;
+  around_.tree.hide(entry.inode);
   entry.moved = entry.content = entry.writing = entry.attributesHere = false;
   entry.attributes.clear();
   entry.metadata = 0;
