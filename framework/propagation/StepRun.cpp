@@ -21,6 +21,11 @@ constexpr unsigned kConflictNames = 100;
 // Servers keep times less exactly than we do.
 constexpr double kSameTime = 0.002;
 
+bool isFolder(const NSFileProviderItemPtr& item) {
+  const auto& type = item->contentType();
+  return type && (type->conformsTo(UTType::folder()) || type->conformsTo(UTType::directory()));
+}
+
 }  // namespace
 
 std::shared_ptr<StepRun> StepRun::make(std::shared_ptr<const StepParts> parts, LocalStep step, Done done) {
@@ -151,7 +156,8 @@ void StepRun::serverLost(Inode inode) {
 void StepRun::failOrRemakeParent(const NSError& error) {
   if (step_.node.parent == kRootInode) return fail(error);
   find(step_.parentIdentifier, [this, error](const Look& parent) {
-    if (parent.what == Look::What::gone) return serverLost(step_.node.parent);
+    const bool other = parent.what == Look::What::found && !isFolder(parent.item);
+    if (other || parent.what == Look::What::gone) return serverLost(step_.node.parent);
     fail(error);
   });
 }
