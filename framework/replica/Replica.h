@@ -97,8 +97,8 @@ class Replica {
   // Whether the server has a node under this identifier, as far as is known, and no move of it or of a folder
   // above is on its way: else an answer about the identifier may be about another item, or about none.
   virtual bool isPlace(Inode inode, std::string_view identifier) = 0;
-  // Runs `then` once the server has the node and no such move is on its way: mostly at once, else on the thread that settles it. Dropped
-  // at the replica's end.
+  // Runs `then` once the server has the node and no such move is on its way: mostly at once, else on the
+  // thread that settles it. Dropped at the replica's end.
   virtual void whenPlaceIsKnown(Inode inode, std::move_only_function<void()> then) = 0;
 
   // ---- content
