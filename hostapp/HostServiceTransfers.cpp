@@ -26,10 +26,10 @@ std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string&
   auto describe = [resolver = parts_->resolver, path, served = item->path](const BackendEntry& entry) {
     return resolver->dictionaryOf(path, served, entry);
   };
-  auto deliver = [delivered = delivered_, reply = std::move(completion)](auto url, auto item,
+  auto deliver = [delivered = delivered_, reply = std::move(completion)](auto url, auto dictionary,
                                                                          auto error) mutable {
     if (url) delivered->add(url->path());
-    reply(std::move(url), std::move(item), std::move(error));
+    reply(std::move(url), std::move(dictionary), std::move(error));
   };
   parts_->downloads->start({item->path, progress, abandoned_, std::move(describe)}, std::move(deliver));
   return progress;

@@ -141,6 +141,10 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   void end(StepResult result);
   void apply(const ReplicaDelta& delta);
   std::string path() const;
+  // Has a file's content delivered, for one of the two below to look at and remove.
+  using Judgement = void (StepRun::*)(const std::string& deliveredPath, const NSFileProviderItemPtr& item,
+                                      ComparisonThen then);
+  void judge(const std::string& identifier, Judgement judgement, ComparisonThen then);
   void checkDigest(const std::string& deliveredPath, const NSFileProviderItemPtr& item, ComparisonThen then);
   void compareWith(const std::string& deliveredPath, const NSFileProviderItemPtr& item, ComparisonThen then);
 

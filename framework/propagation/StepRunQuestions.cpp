@@ -59,15 +59,7 @@ void StepRun::checkSentBefore(const std::string& identifier, const NSFileProvide
                               ComparisonThen then) {
   if (!looksSentBefore(item)) return then({false, item, {}});
   if (step_.sentBefore->dated || step_.sentBefore->digest == 0) return then({true, item, {}});
-  auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>(
-      [this, then = std::move(then)](const std::optional<NSURL>& url, const NSFileProviderItemPtr& fetched,
-                                     const std::optional<NSError>& error) mutable {
-        if (url && fetched) return checkDigest(url->path(), fetched, std::move(then));
-        removeDelivered(url);
-        then({false, nullptr, error ? error : errorWithPOSIXCode(EIO, "the content was not delivered")});
-      });
-  follow(
-      parts_->extension.fetchContentsForItemWithIdentifier(identifier, std::nullopt, {}, std::move(handler)));
+  judge(identifier, &StepRun::checkDigest, std::move(then));
 }
 
 void StepRun::checkDigest(const std::string& deliveredPath, const NSFileProviderItemPtr& item,
@@ -86,10 +78,15 @@ void StepRun::checkDigest(const std::string& deliveredPath, const NSFileProvider
 }
 
 void StepRun::compare(const std::string& identifier, ComparisonThen then) {
+  judge(identifier, &StepRun::compareWith, std::move(then));
+}
+
+void StepRun::judge(const std::string& identifier, Judgement judgement, ComparisonThen then) {
   auto handler = expect<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>(
-      [this, then = std::move(then)](const std::optional<NSURL>& url, const NSFileProviderItemPtr& item,
-                                     const std::optional<NSError>& error) mutable {
-        if (url && item) return compareWith(url->path(), item, std::move(then));
+      [this, judgement, then = std::move(then)](const std::optional<NSURL>& url,
+                                                const NSFileProviderItemPtr& item,
+                                                const std::optional<NSError>& error) mutable {
+        if (url && item) return (this->*judgement)(url->path(), item, std::move(then));
         removeDelivered(url);
         then({false, nullptr, error ? error : errorWithPOSIXCode(EIO, "the content was not delivered")});
       });

@@ -142,9 +142,10 @@ int LocalEditor::recover() {
     if (!entry.removed && !entry.gone) waiting.push_back(&entry);
   }
   while (std::erase_if(waiting, [&](LocalEntry* entry) { return restore(*entry, noted); }) > 0) continue;
-  for (const LocalEntry* entry : waiting) {
+  for (LocalEntry* entry : waiting) {
     if (const Slot slot = table().slotForInode(entry->inode); slot != kNoSlot) dropFromMemory(slot);
-    if (!entry->pending()) continue;
+    entry->gone = !entry->pending();  // what the server has comes back by being listed
+    if (entry->gone) continue;
     reportLine(fmt::format("a local change of \"{}\" has lost its folder; what it holds is kept in local/{}",
                            entry->name, entry->inode));
   }
@@ -152,7 +153,7 @@ int LocalEditor::recover() {
   if (code == 0) tellDatabaseAgain();
   around_.contents.sweepLocal([this](Inode inode) {
     const LocalEntry* const entry = changes_.find(inode);
-    return entry != nullptr && (entry->content || !entry->pending());
+    return entry != nullptr && !entry->gone && (entry->content || !entry->pending());
   });
   return code;
 }

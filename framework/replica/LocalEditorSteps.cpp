@@ -5,6 +5,7 @@ namespace zelto {
 namespace {
 
 using Why = LocalWait::Why;
+
 }  // namespace
 
 std::expected<LocalStep, LocalWait> LocalEditor::beginStep(Inode inode, bool evenIfOpen) {

@@ -251,16 +251,5 @@ TEST_F(SendQueueTest, WhatStaysLocalKeepsNobodyWaiting) {
   EXPECT_EQ(taken(), Inodes{1});
 }
 
-TEST_F(SendQueueTest, OfTwoThatWaitForEachOtherOneLooksAgain) {
-  changed(1);
-  changed(2);
-  pass(400ms);
-  ASSERT_EQ(taken(), (Inodes{1, 2}));
-  waitFor(1, LocalWait::Why::another, 2);
-  waitFor(2, LocalWait::Why::another, 1);
-  pass(400ms);
-  EXPECT_EQ(taken(), (Inodes{1}));
-}
-
 }  // namespace
 }  // namespace zelto::test
