@@ -21,17 +21,24 @@ constexpr std::size_t kDotEntries = 2;  // "." and ".."
 
 void replyOpened(fuse_req_t request, Inode folder, fuse_file_info file) {
   Replica& replica = volume::of(request).replica();
+  FolderCaches& caches = volume::of(request).folderCaches();
+  const bool keep = caches.opened(folder);  // before the children are looked at: they may change after that
   const auto node = replica.node(folder);
   auto children = replica.children(folder);
   if (!node || !children) {
+    caches.closed(folder);
     fuse_reply_err(request, node ? EIO : ENOENT);
     return;
   }
   auto handle = std::make_unique<FolderHandle>(std::move(children), folder, node->parent);
   file.fh = reinterpret_cast<std::uint64_t>(handle.get());
   file.cache_readdir = 1;
-  file.keep_cache = 1;
-  if (fuse_reply_open(request, &file) == 0) static_cast<void>(handle.release());
+  file.keep_cache = keep ? 1 : 0;
+  if (fuse_reply_open(request, &file) == 0) {
+    static_cast<void>(handle.release());
+  } else {
+    caches.closed(folder);
+  }
 }
 
 // Fills one reply with entries, with or without attributes.
@@ -123,7 +130,8 @@ void volume::readdirplus(fuse_req_t request, fuse_ino_t, std::size_t size, off_t
 }
 
 void volume::releasedir(fuse_req_t request, fuse_ino_t, fuse_file_info* file) {
-  delete reinterpret_cast<FolderHandle*>(file->fh);
+  const std::unique_ptr<FolderHandle> handle(reinterpret_cast<FolderHandle*>(file->fh));
+  of(request).folderCaches().closed(handle->folder);
   fuse_reply_err(request, 0);
 }
 

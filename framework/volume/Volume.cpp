@@ -185,7 +185,10 @@ void Volume::replicaChanged(const ReplicaDelta& delta) {
     if (node) notifier_->forgetName(node->parent, replica().name(inode));
   }
   for (const Inode inode : delta.metadataChanged) notifier_->forgetAttributes(epochs_.nodeFor(inode));
-  for (const Inode folder : folders) notifier_->forgetNode(folder);
+  for (const Inode folder : folders) {
+    folderCaches_.changed(folder);
+    notifier_->forgetNode(folder);
+  }
   for (const Inode folder : delta.toList) {
     lister().list(folder, std::make_shared<FunctionWaiter>([](int) {}));
   }

@@ -14,6 +14,7 @@
 #include "framework/listing/Lister.h"
 #include "framework/replica/Replica.h"
 #include "framework/volume/ContentEpochs.h"
+#include "framework/volume/FolderCaches.h"
 #include "framework/volume/FuseLowLevel.h"
 #include "framework/volume/KernelNotifier.h"
 #include "framework/volume/KernelRequest.h"
@@ -76,6 +77,7 @@ class Volume {
   Materialiser& materialiser() { return parts_.materialiser; }
   KernelRequests& kernelRequests() { return requests_; }
   ContentEpochs& epochs() { return epochs_; }
+  FolderCaches& folderCaches() { return folderCaches_; }
   OpenFiles& openFiles() { return openFiles_; }
 
   // Called before a node loses its place: who has the file open still asks for its attributes afterwards.
@@ -105,6 +107,7 @@ class Volume {
   const gid_t group_;
   KernelRequests requests_;
   ContentEpochs epochs_;
+  FolderCaches folderCaches_;
   OpenFiles openFiles_;
   WalkAhead walkAhead_;
   StateDescription stateDescription_;

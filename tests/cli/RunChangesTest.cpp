@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "cli/Text.h"
 #include "tests/cli/RunFixture.h"
 
@@ -8,6 +10,8 @@ namespace fs = std::filesystem;
 
 // Nobody can give a file on the server a name of this kind: the host keeps it for what it has in the making.
 constexpr const char* kRefused = ".zelto-upload-0D5A1C2E-7B1F-4C60-9A57-3E1D2B4C5F60";
+
+constexpr const char* kTaken = "taken";
 
 class RunChangesTest : public RunFixture {
  protected:
@@ -35,18 +39,20 @@ TEST_F(RunChangesTest, ChangesAreWaitedForAndFailuresTold) {
   EXPECT_EQ("The server has everything.\n", zelto("pending").output);
   EXPECT_EQ("[]\n", zelto("pending --json").output);
 
-  test::writeText(share() + "/" + kRefused, "x");
+  // What is no file, folder or link is not shown, and keeps its place.
+  ASSERT_EQ(0, ::mkfifo(server(kTaken).c_str(), 0600));
+  test::writeText(share() + "/" + kTaken, "x");
   const Result failed = zelto("wait");
   EXPECT_EQ(1, failed.code);
-  EXPECT_TRUE(failed.output.contains(share() + "/" + kRefused + ": ")) << failed.output;
+  EXPECT_TRUE(failed.output.contains(share() + "/" + kTaken + ": ")) << failed.output;
   EXPECT_EQ("failed", textField(firstPending(), "state"));
-  EXPECT_TRUE(zelto("pending").output.contains(kRefused));
+  EXPECT_TRUE(zelto("pending").output.contains(kTaken));
   EXPECT_TRUE(zelto("status").output.contains("1 failed")) << zelto("status").output;
   EXPECT_EQ(0, zelto("retry").code);
-  EXPECT_EQ(0, zelto("retry '" + share() + "/" + kRefused + "'").code);
+  EXPECT_EQ(0, zelto("retry '" + share() + "/" + kTaken + "'").code);
   EXPECT_EQ(1, zelto("retry '" + share() + "/folder/file'").code);
-  EXPECT_EQ(0, zelto("cancel '" + share() + "/" + kRefused + "'").code);
-  EXPECT_FALSE(fs::exists(share() + "/" + kRefused));
+  EXPECT_EQ(0, zelto("cancel '" + share() + "/" + kTaken + "'").code);
+  EXPECT_FALSE(fs::exists(share() + "/" + kTaken));
   EXPECT_EQ(1, zelto("cancel --yes '" + share() + "/folder/file'").code);
   EXPECT_EQ(0, zelto("wait").code);
 }
