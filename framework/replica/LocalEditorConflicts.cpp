@@ -100,7 +100,10 @@ ReplicaDelta LocalEditor::serverLost(Inode inode) {
   ReplicaDelta delta;
   const Slot slot = table().slotForInode(inode);
   const LocalEntry* const known = changes_.find(inode);
-  if (known != nullptr && known->removed) return settleRemoval(*known, known->identifier);
+  if (known != nullptr && known->removed) {
+    const LocalEntry removed = *known;  // which goes with being settled
+    return settleRemoval(removed, removed.identifier);
+  }
   if (slot == kNoSlot) return delta;
   Draft draft;
   if ((known != nullptr && known->content) || anyLocalBelow(slot)) {

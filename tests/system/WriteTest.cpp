@@ -223,11 +223,12 @@ TEST(WriteTest, AVersionThatComesWhileAFileIsFetchedIsTheOneThatIsChanged) {
   system.start();
   const fs::path file = system.mounted() / "file";
   EXPECT_EQ(fs::file_size(file), 3 * kMiB);
-  const auto before = system.status().find("requestsInFlight")->integerValue();
+  const auto inFlight = [&] { return system.status().find("requestsInFlight")->integerValue(); };
+  ASSERT_TRUE(eventually([&] { return inFlight() == 0; }));
   halt(system.host());
   UniqueDescriptor writer;
   std::thread opening([&] { writer = opened(file, O_RDWR); });
-  EXPECT_TRUE(eventually([&] { return system.status().find("requestsInFlight")->integerValue() > before; }));
+  EXPECT_TRUE(eventually([&] { return inFlight() > 0; }));
   std::string expected = "longer " + pattern(4 * kMiB);
   writeFile(system.share() / "file", expected);
   system.host().signal(SIGCONT);
