@@ -59,16 +59,17 @@ DispatchQueue::~DispatchQueue() {
 }
 
 void DispatchQueue::async(std::move_only_function<void()> task) {
+  const auto state = state_;  // what the task does may be somebody's reason to destroy the queue
   {
-    const std::scoped_lock lock(state_->mutex);
-    state_->tasks.push_back(std::move(task));
-    if (!state_->thread.joinable()) {
-      state_->thread = std::thread([state = state_] { state->run(); });
+    const std::scoped_lock lock(state->mutex);
+    state->tasks.push_back(std::move(task));
+    if (!state->thread.joinable()) {
+      state->thread = std::thread([state] { state->run(); });
       const std::string name = label_.substr(label_.size() - std::min(label_.size(), kLongestThreadName));
-      ::pthread_setname_np(state_->thread.native_handle(), name.c_str());
+      ::pthread_setname_np(state->thread.native_handle(), name.c_str());
     }
   }
-  state_->changed.notify_one();
+  state->changed.notify_one();
 }
 
 void DispatchQueue::drain() {
