@@ -178,7 +178,7 @@ void Learner::move(Slot slot, Slot parent, const ItemRecord& record) {
   if (table_[slot].linked) unlink(slot);
   if (tree_.isBelowOrSelf(parent, slot) || !makeRoom(parent, record)) return remove(slot);
   table_.link(slot, parent, record.name);
-  delta_.added.push_back({table_[parent].inode, table_[slot].inode, std::string(record.name)});
+  delta_.added.push_back(table_.place(slot));
   update(slot, record, true);
 }
 
@@ -200,6 +200,7 @@ void Learner::noteChange(Inode inode, NodeFields before, const NodeFields& after
   const bool version = before.versionTag != after.versionTag || before.size != after.size;
   if (version && after.kind != NodeKind::folder) {
     delta_.contentChanged.push_back(inode);
+    table_.advanceContentEpoch(inode);
     return forgetContent(inode);
   }
   before.versionTag = after.versionTag;
@@ -239,7 +240,7 @@ void Learner::note(Slot slot, const ItemRecord& record, const NodeFields& fields
 // Until it stands somewhere again it belongs to the root, under the identifier that it had.
 void Learner::unlink(Slot slot) {
   const TableNode& node = table_[slot];
-  delta_.removed.push_back({table_[node.parent].inode, node.inode, std::string(node.name())});
+  delta_.removed.push_back(table_.place(slot));
   if (table_.ownIdentifier(slot).empty()) table_.setOwnIdentifier(slot, tree_.identifier(slot));
   table_.unlink(slot);
   table_[slot].parent = table_.root();
@@ -248,9 +249,7 @@ void Learner::unlink(Slot slot) {
 
 void Learner::remove(Slot slot) {
   const TableNode& top = table_[slot];
-  if (top.linked) {
-    delta_.removed.push_back({table_[top.parent].inode, top.inode, std::string(top.name())});
-  }
+  if (top.linked) delta_.removed.push_back(table_.place(slot));
   std::vector<Slot> subtree{slot};
   std::uint64_t folders = 0;
   for (std::size_t at = 0; at < subtree.size(); ++at) {

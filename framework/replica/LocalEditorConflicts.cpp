@@ -50,20 +50,19 @@ std::expected<ReplicaDelta, int> LocalEditor::keepBoth(Slot slot, std::string_vi
   if (const int code = commit(draft)) return std::unexpected(code);
 
   ReplicaDelta delta;
-  const TableNode& node = table()[slot];
-  delta.removed.push_back({table()[folder].inode, node.inode, std::string(node.name())});
+  delta.removed.push_back(table().place(slot));
   table().unlink(slot);
   table().link(slot, folder, newName);
   if (separate) table().setOwnIdentifier(slot, {});
   noteLocal(slot);
-  delta.added.push_back({table()[folder].inode, node.inode, std::string(newName)});
+  delta.added.push_back(table().place(slot));
   return delta;
 }
 
 // A node with all below it that has no local change, out of memory and of the database.
 void LocalEditor::dropSubtree(Slot slot, ReplicaDelta& delta) {
   const TableNode& top = table()[slot];
-  delta.removed.push_back({table()[top.parent].inode, top.inode, std::string(top.name())});
+  delta.removed.push_back(table().place(slot));
   std::vector<Slot> subtree{slot};
   std::uint64_t folders = 0;
   for (std::size_t at = 0; at < subtree.size(); ++at) {

@@ -26,9 +26,10 @@ struct NodeInfo {
   std::int64_t modifiedNs = 0;  // nanoseconds since 1970
   std::int64_t createdNs = 0;
   std::int64_t accessedNs = 0;
-  std::uint16_t permissions = 0;  // the nine bits, where a program has set them; 0: as the item says
-  bool local = false;             // has a local change
-  std::uint64_t versionTag = 0;   // digest of the item's version: another tag, another content or metadata
+  std::uint16_t permissions = 0;   // the nine bits, where a program has set them; 0: as the item says
+  bool local = false;              // has a local change
+  std::uint64_t versionTag = 0;    // digest of the item's version: another tag, another content or metadata
+  std::uint32_t contentEpoch = 0;  // how often this process saw the server replace the content
 };
 
 // What one listing or change list did to the replica; the volume tells the kernel.
@@ -37,6 +38,7 @@ struct ReplicaDelta {
     Inode parent;
     Inode inode;
     std::string name;
+    std::uint32_t contentEpoch = 0;
   };
   std::vector<Name> added;
   std::vector<Name> removed;           // the topmost node of each removed subtree

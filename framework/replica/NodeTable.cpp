@@ -200,9 +200,21 @@ NodeInfo NodeTable::info(Slot slot) const {
   info.createdNs = kept ? kept->createdNs : node.modifiedNs;
   info.accessedNs = kept ? kept->accessedNs : node.modifiedNs;
   info.versionTag = node.versionTag;
+  info.contentEpoch = contentEpoch(node.inode);
   info.local = node.local;
   if ((node.here & kPermissionsHere) != 0) info.permissions = node.here & kPermissionBits;
   return info;
+}
+
+ReplicaDelta::Name NodeTable::place(Slot slot) const {
+  const TableNode& node = (*this)[slot];
+  return {(*this)[node.parent].inode, node.inode, std::string(node.name()), contentEpoch(node.inode)};
+}
+
+std::uint32_t NodeTable::contentEpoch(Inode inode) const {
+  if (contentEpochs_.empty()) return 0;
+  const auto it = contentEpochs_.find(inode);
+  return it == contentEpochs_.end() ? 0 : it->second;
 }
 
 std::string_view NodeTable::ownIdentifier(Slot slot) const {

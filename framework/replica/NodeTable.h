@@ -96,6 +96,13 @@ class NodeTable {
   void setFields(Slot slot, const NodeFields& fields);
   NodeInfo info(Slot slot) const;
 
+  // Where it stands, or stood until it was unlinked.
+  ReplicaDelta::Name place(Slot slot) const;
+
+  // Counts replaced contents, from 0, while the process lives.
+  std::uint32_t contentEpoch(Inode inode) const;
+  void advanceContentEpoch(Inode inode) { ++contentEpochs_[inode]; }
+
   // An identifier of its own, where a node's is not made of its parent's and its name; "" for none.
   std::string_view ownIdentifier(Slot slot) const;
   void setOwnIdentifier(Slot slot, std::string_view identifier);
@@ -139,6 +146,7 @@ class NodeTable {
   std::deque<Folder> folders_;
   std::vector<std::uint32_t> freeFolders_;
   std::unordered_map<Slot, Rare> rare_;
+  std::unordered_map<Inode, std::uint32_t> contentEpochs_;  // without those that are 0
   NameArena names_;
 };
 

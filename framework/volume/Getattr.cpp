@@ -3,23 +3,12 @@
 #include "framework/volume/Volume.h"
 
 namespace zelto {
-namespace {
-
-// Whether who has the file open has a version that the replica has just now left behind: the node's number
-// changes a moment later.
-bool isLeftBehind(const OpenFile& open, const NodeInfo& now) {
-  const auto content = open.content();
-  return content && content->detached() && open.node().versionTag != now.versionTag;
-}
-
-}  // namespace
-
 void volume::replyAttributes(fuse_req_t request, fuse_ino_t node) {
   Volume& volume = of(request);
-  const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
+  const auto info = volume.replica().node(kernelnode::inodeOf(node));
   struct stat attributes {};
   const auto open = volume.openFiles().find(node);
-  if (info && volume.epochs().isCurrent(node) && !(open && isLeftBehind(*open, *info))) {
+  if (kernelnode::isCurrent(node, info)) {
     attributes = volume.attributes(*info);
   } else if (open) {
     // Who has it open asks without a handle, too.
@@ -36,7 +25,7 @@ void volume::replyAttributes(fuse_req_t request, fuse_ino_t node) {
 void volume::getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info*) { replyAttributes(request, node); }
 
 void volume::readlink(fuse_req_t request, fuse_ino_t node) {
-  const std::string target = of(request).replica().symlinkTarget(ContentEpochs::inodeOf(node));
+  const std::string target = of(request).replica().symlinkTarget(kernelnode::inodeOf(node));
   if (target.empty()) {
     fuse_reply_err(request, ENOENT);
   } else {

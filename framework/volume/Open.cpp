@@ -30,18 +30,12 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
   if ((file->flags & O_ACCMODE) != O_RDONLY || (file->flags & O_TRUNC) != 0) {
     return openForWriting(request, node, *file);
   }
-  if (!volume.epochs().isCurrent(node)) {
-    fuse_reply_err(request, ESTALE);
-    return;
-  }
-  const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
-  if (!info) {
-    fuse_reply_err(request, ENOENT);
-    return;
-  }
-  auto content = volume.replica().content(info->inode);
-  if (!content) {
-    fuse_reply_err(request, errnoForError(content.error()));
+  const Inode inode = kernelnode::inodeOf(node);
+  auto content = volume.replica().content(inode);
+  // Looked at after the content: what is the node's then was so when the content was taken.
+  const auto info = volume.replica().node(inode);
+  if (!info || !content || !kernelnode::isCurrent(node, info)) {
+    fuse_reply_err(request, !info ? ENOENT : !content ? errnoForError(content.error()) : ESTALE);
     return;
   }
   if (!fetchBeforeOpen(**content)) {

@@ -28,7 +28,7 @@ void replyOpened(fuse_req_t request, fuse_ino_t node, std::shared_ptr<ContentFil
                  fuse_file_info file, bool writing) {
   Volume& volume = volume::of(request);
   // It may be gone already; what is known of it is its number then.
-  NodeInfo info{.inode = ContentEpochs::inodeOf(node)};
+  NodeInfo info{.inode = kernelnode::inodeOf(node)};
   if (const auto known = volume.replica().node(info.inode)) info = *known;
   auto handle = makeHandle(volume, node, info, std::move(content), writing);
   describe(file, *handle);

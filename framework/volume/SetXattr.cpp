@@ -61,12 +61,12 @@ int removeAttribute(Volume& volume, Inode inode, const std::string& name) {
 
 void volume::setxattr(fuse_req_t request, fuse_ino_t node, const char* name, const char* value,
                       std::size_t size, int flags) {
-  fuse_reply_err(request, setAttribute(of(request), ContentEpochs::inodeOf(node), name,
-                                       std::string(value, size), flags));
+  fuse_reply_err(request,
+                 setAttribute(of(request), kernelnode::inodeOf(node), name, std::string(value, size), flags));
 }
 
 void volume::removexattr(fuse_req_t request, fuse_ino_t node, const char* name) {
-  fuse_reply_err(request, removeAttribute(of(request), ContentEpochs::inodeOf(node), name));
+  fuse_reply_err(request, removeAttribute(of(request), kernelnode::inodeOf(node), name));
 }
 
 }  // namespace zelto

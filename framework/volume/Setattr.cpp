@@ -50,7 +50,7 @@ void setOfGone(OpenFile& file, const LocalAttributes& attributes) {
 
 int setWanted(Volume& volume, fuse_ino_t node, const Wanted& wanted) {
   if (!wanted.any) return 0;
-  const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
+  const auto info = volume.replica().node(kernelnode::inodeOf(node));
   const auto open = volume.openFiles().find(node);
   if (!info && !open) return ENOENT;
   if (!info) {
@@ -88,7 +88,7 @@ void truncateByPath(fuse_req_t request, fuse_ino_t node, std::uint64_t size, con
   whenWritable(request, node, size == 0,
                [node, size, wanted](fuse_req_t held, const std::shared_ptr<ContentFile>& content) {
                  const int code =
-                     resizeClosed(volume::of(held).replica(), ContentEpochs::inodeOf(node), *content, size);
+                     resizeClosed(volume::of(held).replica(), kernelnode::inodeOf(node), *content, size);
                  if (code == 0) return setAndReply(held, node, wanted);
                  fuse_reply_err(held, code);
                });

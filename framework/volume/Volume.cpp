@@ -163,7 +163,7 @@ struct stat Volume::attributes(const NodeInfo& node) const {
 
 fuse_entry_param Volume::entry(const NodeInfo& node) const {
   fuse_entry_param entry{};
-  entry.ino = epochs_.nodeFor(node.inode);
+  entry.ino = kernelnode::nodeOf(node);
   entry.attr = attributes(node);
   entry.attr_timeout = entry.entry_timeout = kKernelCacheSeconds;
   return entry;
@@ -171,20 +171,21 @@ fuse_entry_param Volume::entry(const NodeInfo& node) const {
 
 void Volume::replicaChanged(const ReplicaDelta& delta) {
   std::unordered_set<Inode> folders;
-  for (const auto& [parent, inode, name] : delta.removed) {
-    notifier_->nameDeleted(parent, epochs_.nodeFor(inode), name);
+  for (const auto& [parent, inode, name, epoch] : delta.removed) {
+    notifier_->nameDeleted(parent, kernelnode::nodeOf(inode, epoch), name);
     folders.insert(parent);
   }
-  for (const auto& [parent, inode, name] : delta.added) {
+  for (const auto& [parent, inode, name, epoch] : delta.added) {
     notifier_->forgetName(parent, name);
     folders.insert(parent);
   }
   for (const Inode inode : delta.contentChanged) {
     const auto node = replica().node(inode);
-    epochs_.advance(inode);
     if (node) notifier_->forgetName(node->parent, replica().name(inode));
   }
-  for (const Inode inode : delta.metadataChanged) notifier_->forgetAttributes(epochs_.nodeFor(inode));
+  for (const Inode inode : delta.metadataChanged) {
+    if (const auto node = replica().node(inode)) notifier_->forgetAttributes(kernelnode::nodeOf(*node));
+  }
   for (const Inode folder : folders) {
     folderCaches_.changed(folder);
     notifier_->forgetNode(folder);
@@ -201,7 +202,7 @@ std::optional<std::string> Volume::stateOf(Inode inode) {
 }
 
 void Volume::keepForOpenHandles(const NodeInfo& node) {
-  if (const auto open = openFiles_.find(epochs_.nodeFor(node.inode))) open->setNode(node);
+  if (const auto open = openFiles_.find(kernelnode::nodeOf(node))) open->setNode(node);
 }
 
 bool Volume::isOwner(std::optional<uid_t> user, std::optional<gid_t> group) const {
@@ -215,7 +216,7 @@ std::uint64_t Volume::evict(const NodeInfo& node) {
 
 void Volume::dropPages(const NodeInfo& node) {
   if (node.kind == NodeKind::file && !replica().materialisedRanges(node.inode).empty()) {
-    notifier_->forgetNode(epochs_.nodeFor(node.inode));
+    notifier_->forgetNode(kernelnode::nodeOf(node));
   }
   const auto children = node.listed ? replica().children(node.inode) : nullptr;
   if (!children) return;

@@ -13,9 +13,9 @@
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
 #include "framework/replica/Replica.h"
-#include "framework/volume/ContentEpochs.h"
 #include "framework/volume/FolderCaches.h"
 #include "framework/volume/FuseLowLevel.h"
+#include "framework/volume/KernelNode.h"
 #include "framework/volume/KernelNotifier.h"
 #include "framework/volume/KernelRequest.h"
 #include "framework/volume/OpenFiles.h"
@@ -76,7 +76,6 @@ class Volume {
   WalkAhead& walkAhead() { return walkAhead_; }
   Materialiser& materialiser() { return parts_.materialiser; }
   KernelRequests& kernelRequests() { return requests_; }
-  ContentEpochs& epochs() { return epochs_; }
   FolderCaches& folderCaches() { return folderCaches_; }
   OpenFiles& openFiles() { return openFiles_; }
 
@@ -106,7 +105,6 @@ class Volume {
   const uid_t owner_;
   const gid_t group_;
   KernelRequests requests_;
-  ContentEpochs epochs_;
   FolderCaches folderCaches_;
   OpenFiles openFiles_;
   WalkAhead walkAhead_;

@@ -10,22 +10,23 @@ namespace zelto {
 namespace {
 
 int errnoToWrite(Volume& volume, fuse_ino_t node) {
-  const auto info = volume.replica().node(ContentEpochs::inodeOf(node));
+  const auto info = volume.replica().node(kernelnode::inodeOf(node));
   if (!info) return ENOENT;
-  if (!volume.epochs().isCurrent(node)) return ESTALE;
+  if (!kernelnode::isCurrent(node, info)) return ESTALE;
   if (info->kind != NodeKind::file) return EISDIR;
   return Permissions(volume.replica()).toChange(*info);
 }
 
 void begin(fuse_req_t request, fuse_ino_t node, bool truncate, WritableContent then, int triesLeft) {
   Volume& volume = volume::of(request);
-  const Inode inode = ContentEpochs::inodeOf(node);
+  const Inode inode = kernelnode::inodeOf(node);
   if (const int code = errnoToWrite(volume, node)) {
     fuse_reply_err(request, code);
     return;
   }
   auto content = volume.replica().beginWriting(inode, truncate);
-  if (content && volume.epochs().isCurrent(node)) return then(request, *std::move(content));
+  if (content && kernelnode::isCurrent(node, volume.replica().node(inode)))
+    return then(request, *std::move(content));
   if (content) volume.replica().endWriting(inode, **content);
   const int code = content ? ESTALE : content.error();
   if (code != EAGAIN || triesLeft == 0) {

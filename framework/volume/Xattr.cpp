@@ -26,7 +26,7 @@ void volume::getxattr(fuse_req_t request, fuse_ino_t node, const char* name, std
     fuse_reply_err(request, ENODATA);
     return;
   }
-  const Inode inode = ContentEpochs::inodeOf(node);
+  const Inode inode = kernelnode::inodeOf(node);
   if (name == kStateAttribute) {
     const auto state = of(request).stateOf(inode);
     if (state) return replySized(request, *state, size);
@@ -38,7 +38,7 @@ void volume::getxattr(fuse_req_t request, fuse_ino_t node, const char* name, std
 }
 
 void volume::listxattr(fuse_req_t request, fuse_ino_t node, std::size_t size) {
-  const Inode inode = ContentEpochs::inodeOf(node);
+  const Inode inode = kernelnode::inodeOf(node);
   std::string names;
   for (const auto& [key, value] : of(request).replica().extendedAttributes(inode)) {
     names += localAttributeName(key);

@@ -179,6 +179,10 @@ TEST(WriteTest, WhatTheServerRemovesOrReplacesStaysForThoseWhoHaveItOpen) {
   TestSystem system;
   for (const char* name : {"removed", "replaced"}) writeFile(system.share() / name, "old bytes");
   system.start();
+  // Who opens the name just while it changes does not give the new version to those who have the old one.
+  const std::jthread opening([file = system.mounted() / "replaced"](const std::stop_token& end) {
+    while (!end.stop_requested()) readFile(file);
+  });
   const UniqueDescriptor removed = opened(system.mounted() / "removed", O_RDONLY);
   const UniqueDescriptor replaced = opened(system.mounted() / "replaced", O_RDONLY);
   ASSERT_TRUE(removed && replaced);
