@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "hostapp/NewUuidName.h"
 #include "platform/foundation/UuidName.h"
 
 namespace zelto {

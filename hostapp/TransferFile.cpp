@@ -9,7 +9,6 @@
 
 #include "hostapp/BackendErrors.h"
 #include "hostapp/BeneathFolder.h"
-#include "hostapp/NewUuidName.h"
 #include "platform/foundation/UuidName.h"
 
 namespace zelto {

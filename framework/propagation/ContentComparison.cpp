@@ -1,14 +1,10 @@
 #include "framework/propagation/ContentComparison.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
-#include <random>
 #include <vector>
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,15 +44,6 @@ std::expected<bool, int> haveSameContent(const std::string& one, const std::stri
     if (*fromA != *fromB || std::memcmp(ofA.data(), ofB.data(), *fromA) != 0) return false;
     if (*fromA == 0) return true;
   }
-}
-
-std::string freshPathIn(const std::string& directory) {
-  std::random_device random;
-  std::array<std::uint32_t, 4> words{random(), random(), random(), random()};
-  words[1] = (words[1] & 0xffff0fffU) | 0x00004000U;  // the version and variant of a random one
-  words[2] = (words[2] & 0x3fffffffU) | 0x80000000U;
-  return fmt::format("{}/{:08X}-{:04X}-{:04X}-{:04X}-{:04X}{:08X}", directory, words[0], words[1] >> 16,
-                     words[1] & 0xffffU, words[2] >> 16, words[2] & 0xffffU, words[3]);
 }
 
 }  // namespace zelto

@@ -8,7 +8,4 @@ namespace zelto {
 // Whether two files hold the same bytes. BLOCKS: on the disk. ERRORS: errno values.
 std::expected<bool, int> haveSameContent(const std::string& one, const std::string& other);
 
-// A name that nobody has, in a directory: 36 upper-case characters, a UUID.
-std::string freshPathIn(const std::string& directory);
-
 }  // namespace zelto

@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include "framework/propagation/ConflictName.h"
-#include "framework/propagation/ContentComparison.h"
 #include "framework/propagation/StepRuns.h"
 #include "framework/requests/Errno.h"
 #include "platform/foundation/KillPoint.h"
+#include "platform/foundation/UuidName.h"
 
 namespace zelto {
 namespace {
@@ -67,7 +67,7 @@ void StepRun::unanswered() { fail(errorWithPOSIXCode(ETIMEDOUT, "The host applic
 
 bool StepRun::exportContent() {
   if (!exportPath_.empty()) ::unlink(exportPath_.c_str());
-  exportPath_ = freshPathIn(parts_->exportDirectory);
+  exportPath_ = parts_->exportDirectory + "/" + newUuidName();
   const auto error = parts_->replica.exportContent(step_, exportPath_);
   if (error) fail(*error);
   killPoint("step.exported");
