@@ -1,5 +1,6 @@
 #include "hostapp/HiddenPlaces.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string_view>
 
@@ -15,6 +16,10 @@ namespace {
 
 // More is not this program's writing.
 constexpr off_t kMostBytes = off_t{64} << 20;
+// In more folders than this nobody looks at the next start: what is left there goes when they are listed.
+constexpr std::size_t kMostPlaces = 100'000;
+// Records of folders that have moved stay in the file up to this size, in bytes.
+constexpr std::size_t kShortenAt = std::size_t{1} << 20;
 constexpr int kFlags = O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW;
 
 // Each path ends with a byte that no path holds.
@@ -45,7 +50,7 @@ bool writeWhole(int file, const std::string& bytes) {
 
 }  // namespace
 
-HiddenPlaces::HiddenPlaces(std::string path) : path_(std::move(path)) {
+HiddenPlaces::HiddenPlaces(std::string path) : path_(std::move(path)), shortenAt_(kShortenAt) {
   if (path_.empty()) return;
   file_.reset(::open(path_.c_str(), kFlags, 0600));
   if (!file_) return;
@@ -54,6 +59,7 @@ HiddenPlaces::HiddenPlaces(std::string path) : path_(std::move(path)) {
   earlier_ = takeRecords(rest);
   const auto whole = static_cast<off_t>(bytes.size() - rest.size());
   if (::ftruncate(file_.get(), whole) != 0) file_.reset();
+  written_ = static_cast<std::size_t>(whole);
 }
 
 void HiddenPlaces::note(const std::string& folder) {
@@ -63,10 +69,14 @@ void HiddenPlaces::note(const std::string& folder) {
 
 // The entry is made also where this fails: it is removed when somebody lists the folder.
 void HiddenPlaces::noteLocked(const std::string& folder) {
-  if (!noted_.insert(folder).second || !file_) return;
+  if (noted_.size() >= kMostPlaces || !noted_.insert(folder).second || !file_) return;
   const off_t end = ::lseek(file_.get(), 0, SEEK_END);
-  // A record cut short by a full disk would run into the next one.
-  if (!writeWhole(file_.get(), recordOf(folder)) && ::ftruncate(file_.get(), end) != 0) file_.reset();
+  const std::string record = recordOf(folder);
+  if (writeWhole(file_.get(), record)) {
+    written_ += record.size();
+  } else if (::ftruncate(file_.get(), end) != 0) {
+    file_.reset();  // a record cut short by a full disk would run into the next one
+  }
 }
 
 void HiddenPlaces::noteMove(const std::string& from, const std::string& to) {
@@ -80,6 +90,21 @@ void HiddenPlaces::noteMove(const std::string& from, const std::string& to) {
   for (auto at = noted_.lower_bound(from + '/'); at != noted_.end() && *at < from + '0'; ++at) take(*at);
   for (const auto& folder : earlier_) take(folder);
   for (const auto& folder : moved) noteLocked(folder);
+}
+
+void HiddenPlaces::moved(const std::string& from) {
+  const std::lock_guard lock(mutex_);
+  noted_.erase(from);
+  noted_.erase(noted_.lower_bound(from + '/'), noted_.lower_bound(from + '0'));
+  std::erase_if(earlier_, [&from](const std::string& folder) { return liesIn(folder, from); });
+  if (written_ > shortenAt_) shortenLocked();
+}
+
+void HiddenPlaces::shortenLocked() {
+  std::vector<std::string> kept(earlier_);
+  kept.insert(kept.end(), noted_.begin(), noted_.end());
+  rewriteLocked(kept);
+  shortenAt_ = std::max(kShortenAt, 2 * written_);
 }
 
 std::vector<std::string> HiddenPlaces::earlier() {
@@ -111,7 +136,9 @@ void HiddenPlaces::rewriteLocked(const std::vector<std::string>& folders) {
   std::string bytes;
   for (const auto& folder : folders) bytes += recordOf(folder);
   if (!made || !writeWhole(made.get(), bytes)) return;
-  if (std::rename(path.c_str(), path_.c_str()) == 0) file_ = std::move(made);
+  if (std::rename(path.c_str(), path_.c_str()) != 0) return;
+  file_ = std::move(made);
+  written_ = bytes.size();
 }
 
 }  // namespace zelto

@@ -20,8 +20,11 @@ class HiddenPlaces {
 
   // REQUIRES: called before the entry is made.
   void note(const std::string& folder);
-  // What is noted at and below the old path may soon be found below the new one. REQUIRES: as above.
+  // What is noted at and below the old path may soon be found below the new one. REQUIRES: called before the
+  // folder is moved.
   void noteMove(const std::string& from, const std::string& to);
+  // The folder has been moved: nothing is at the old path any more. What is made there later is noted anew.
+  void moved(const std::string& from);
 
   // What earlier runs have noted.
   std::vector<std::string> earlier();
@@ -33,12 +36,15 @@ class HiddenPlaces {
  private:
   void noteLocked(const std::string& folder);
   void rewriteLocked(const std::vector<std::string>& folders);
+  void shortenLocked();
 
   const std::string path_;
   std::mutex mutex_;
   UniqueDescriptor file_;
   std::vector<std::string> earlier_;
   std::set<std::string> noted_;  // in this run
+  std::size_t written_ = 0;      // bytes in the file
+  std::size_t shortenAt_;        // so many bytes
 };
 
 }  // namespace zelto

@@ -58,7 +58,9 @@ std::expected<BackendEntry, NSError> LocalFolderBackend::move(const std::string&
   const auto to = LocalPlace::open(root_, destination);
   if (!to) return std::unexpected(to.error());
   hidden_->noteMove(path, destination);
-  return moveLocally(*from, *to);
+  auto moved = moveLocally(*from, *to);
+  if (moved && path != destination) hidden_->moved(path);
+  return moved;
 }
 
 std::expected<std::unique_ptr<BackendWork>, NSError> LocalFolderBackend::moveByCopying(
