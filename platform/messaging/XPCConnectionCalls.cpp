@@ -1,4 +1,6 @@
 #include <atomic>
+#include <functional>
+#include <mutex>
 #include <utility>
 
 #include <fmt/format.h>
@@ -20,27 +22,56 @@ class XPCConnection::ReplyPort final : public XPCReplyPort {
   }
 
   void reply(XPCMessage message) override {
-    if (auto connection = claim()) {
-      message.operation = operation_;
-      connection->writer_->write({.kind = FrameKind::reply, .id = id_, .message = std::move(message)});
-    }
+    message.operation = operation_;
+    send([this, message = std::move(message)](XPCConnection& connection) mutable {
+      connection.writer_->write({.kind = FrameKind::reply, .id = id_, .message = std::move(message)});
+    });
   }
   void reply(std::unique_ptr<XPCMessageSource> source) override {
-    if (auto connection = claim()) connection->writer_->write(id_, operation_, std::move(source));
+    send([this, source = std::move(source)](XPCConnection& connection) mutable {
+      connection.writer_->write(id_, operation_, std::move(source));
+    });
+  }
+
+  // The exported object has been called, and the progress that it gave is known. A reply that was faster
+  // goes out now: before, its last counts would have been lost.
+  void dispatched() {
+    Sending held;
+    {
+      const std::scoped_lock lock(mutex_);
+      dispatched_ = true;
+      held = std::move(held_);
+    }
+    if (held) sendNow(std::move(held));
   }
 
  private:
-  // The connection when this is the first reply and it can still be sent.
-  std::shared_ptr<XPCConnection> claim() {
-    if (answered_.exchange(true)) return nullptr;
-    auto connection = connection_.lock();
-    return connection && connection->finishIncoming(id_) ? connection : nullptr;
+  using Sending = std::move_only_function<void(XPCConnection&)>;
+
+  void send(Sending sending) {
+    if (answered_.exchange(true)) return;
+    {
+      const std::scoped_lock lock(mutex_);
+      if (!dispatched_) {
+        held_ = std::move(sending);
+        return;
+      }
+    }
+    sendNow(std::move(sending));
+  }
+
+  void sendNow(Sending sending) {
+    const auto connection = connection_.lock();
+    if (connection && connection->finishIncoming(id_)) sending(*connection);
   }
 
   const std::weak_ptr<XPCConnection> connection_;
   const std::uint64_t id_;
   const std::uint16_t operation_;
   std::atomic<bool> answered_{false};
+  std::mutex mutex_;  // guards what is below
+  bool dispatched_ = false;
+  Sending held_;
 };
 
 void XPCConnection::send(XPCMessage call) {
@@ -134,16 +165,17 @@ XPCViolation XPCConnection::receiveHello(const IncomingFrame& frame, const Setup
 
 XPCViolation XPCConnection::receiveCall(IncomingFrame& frame, const Setup& setup) {
   if (!setup.exported || !setup.object) return "a call to a side that exports nothing";
-  std::shared_ptr<XPCReplyPort> port;
+  std::shared_ptr<ReplyPort> port;
   if (frame.id != 0) {
     auto added = incoming_.add(frame.id);
     if (!added) return fmt::format("over {} calls wait for a reply", IncomingCalls::kMaximum);
     if (!*added) return fmt::format("call id {} is in use", frame.id);
     port = std::make_shared<ReplyPort>(weak_from_this(), frame.id, frame.message.operation);
   }
-  auto progress = setup.exported->dispatch(setup.object.get(), std::move(frame.message), std::move(port));
+  auto progress = setup.exported->dispatch(setup.object.get(), std::move(frame.message), port);
   if (!progress) return std::move(progress.error());
-  if (*progress && frame.id != 0) follow(frame.id, *progress);
+  if (*progress && port) follow(frame.id, *progress);
+  if (port) port->dispatched();
   return std::nullopt;
 }
 

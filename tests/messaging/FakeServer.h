@@ -98,8 +98,10 @@ class FakeServer : public ZeltoFileProviderServerInterface {
                                                  ErrorReply completionHandler) override {
     errors.put(std::move(completionHandler));
     note("delete {}", path);
+    if (duringDelete) duringDelete();
     return progress();
   }
+  std::function<void()> duringDelete;  // set before the call
   std::shared_ptr<NSProgress> moveItemWithPath(const std::string& path, const std::string& destination,
                                                FileReply completion) override {
     files.put(std::move(completion));

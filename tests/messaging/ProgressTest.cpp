@@ -37,6 +37,19 @@ TEST_F(Progress, FollowsTheHostsAndIsExactAtTheReply) {
   progress->setChangeHandler(nullptr);
 }
 
+TEST_F(Progress, IsExactAlsoWhereTheReplyIsFasterThanTheCall) {
+  fake().duringDelete = [this] {
+    fake().progress()->setTotalUnitCount(7);
+    fake().progress()->setCompletedUnitCount(7);
+    fake().errors.take()(std::nullopt);
+    EXPECT_TRUE(replies.empty());
+  };
+  auto progress = server().deleteItemWithPath("/file", [this](auto) { replies.put(true); });
+  ASSERT_NO_THROW(replies.take());
+  EXPECT_EQ(7, progress->totalUnitCount());
+  EXPECT_EQ(7, progress->completedUnitCount());
+}
+
 TEST_F(Progress, UpdatesArriveWhileTheWorkGoesOn) {
   auto progress = start();
   Mailbox<std::int64_t> seen;
