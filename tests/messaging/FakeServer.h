@@ -98,10 +98,18 @@ class FakeServer : public ZeltoFileProviderServerInterface {
                                                  ErrorReply completionHandler) override {
     errors.put(std::move(completionHandler));
     note("delete {}", path);
-    if (duringDelete) duringDelete();
+    std::function<void()> work;
+    {
+      std::scoped_lock lock(mutex_);
+      work = duringDelete_;
+    }
+    if (work) work();
     return progress();
   }
-  std::function<void()> duringDelete;  // set before the call
+  void setDuringDelete(std::function<void()> work) {
+    std::scoped_lock lock(mutex_);
+    duringDelete_ = std::move(work);
+  }
   std::shared_ptr<NSProgress> moveItemWithPath(const std::string& path, const std::string& destination,
                                                FileReply completion) override {
     files.put(std::move(completion));
@@ -128,6 +136,7 @@ class FakeServer : public ZeltoFileProviderServerInterface {
  private:
   mutable std::mutex mutex_;
   std::shared_ptr<NSProgress> progress_ = NSProgress::create();
+  std::function<void()> duringDelete_;
 
   template <typename... Values>
   void note(fmt::format_string<Values...> text, Values&&... values) {

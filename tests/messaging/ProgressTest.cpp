@@ -38,12 +38,12 @@ TEST_F(Progress, FollowsTheHostsAndIsExactAtTheReply) {
 }
 
 TEST_F(Progress, IsExactAlsoWhereTheReplyIsFasterThanTheCall) {
-  fake().duringDelete = [this] {
+  fake().setDuringDelete([this] {
     fake().progress()->setTotalUnitCount(7);
     fake().progress()->setCompletedUnitCount(7);
     fake().errors.take()(std::nullopt);
     EXPECT_TRUE(replies.empty());
-  };
+  });
   auto progress = server().deleteItemWithPath("/file", [this](auto) { replies.put(true); });
   ASSERT_NO_THROW(replies.take());
   EXPECT_EQ(7, progress->totalUnitCount());
