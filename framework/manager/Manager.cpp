@@ -11,6 +11,7 @@
 #include "framework/manager/ItemDescription.h"
 #include "framework/requests/Errno.h"
 #include "platform/bus/ManagerInterface.h"
+#include "platform/messaging/ListenerAcceptance.h"
 #include "platform/messaging/NSXPCConnection.h"
 
 namespace zelto {
@@ -82,6 +83,11 @@ void Manager::serviceEndpoint(BusMethodCall call, BusReply reply) {
         const int copy = ::fcntl((*endpoint)->descriptor(), F_DUPFD_CLOEXEC, 0);
         if (copy < 0) return reply(std::unexpected(systemError(errno, "cannot pass the endpoint on")));
         watchPeer(peer);
+        {
+          const std::lock_guard lock(mutex_);
+          peer_ = peer;
+          acceptance_ = (*endpoint)->acceptance();
+        }
         parts_.link.endpointTaken(peer);
         reply(BusArguments{std::make_shared<UniqueDescriptor>(copy)});
       });
@@ -95,9 +101,22 @@ void Manager::watchPeer(const std::string& peer) {
   peerWatch_.swap(watch);
 }
 
+// A host signals as soon as it has connected, and the bus may be faster than the listener: what is asked
+// before the extension has the connection is never answered.
+void Manager::awaitConnection(const std::string& peer) {
+  constexpr std::chrono::milliseconds kLongest{1000};
+  std::shared_ptr<ListenerAcceptance> acceptance;
+  {
+    const std::lock_guard lock(mutex_);
+    if (peer == peer_) acceptance = acceptance_;
+  }
+  if (acceptance) acceptance->wait(kLongest);
+}
+
 void Manager::signalEnumerator(BusMethodCall call, BusReply reply) {
   // The first signal of a host tells that it is ready, and being ready brings the changes by itself.
   const bool wasPresent = parts_.link.present();
+  if (!wasPresent) awaitConnection(call.sender);
   parts_.link.ready(call.sender);
   if (wasPresent) parts_.pump.signal();
   reply(BusArguments{});

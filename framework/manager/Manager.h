@@ -17,6 +17,8 @@
 
 namespace zelto {
 
+class ListenerAcceptance;
+
 // The domain's manager on the session bus, under the names of platform/bus/ManagerInterface.h.
 // THREAD: calls arrive on the bus thread; everything that may take longer is answered from elsewhere.
 class Manager {
@@ -76,6 +78,7 @@ class Manager {
   void imported(std::uint64_t ticket, Inode folder, const ImportReport& report);
   void importProgress(std::uint64_t ticket, const ImportReport& report);
   void watchPeer(const std::string& peer);
+  void awaitConnection(const std::string& peer);
   void startFetch(std::uint64_t ticket, Inode inode);
   void fetchProgress(std::uint64_t ticket, std::uint64_t completed, std::uint64_t total, bool finished,
                      const std::string& error);
@@ -88,6 +91,8 @@ class Manager {
   std::atomic<std::uint64_t> nextTicket_ = 1;
   std::mutex mutex_;
   std::shared_ptr<void> peerWatch_;
+  std::string peer_;  // who took the last endpoint
+  std::shared_ptr<ListenerAcceptance> acceptance_;
 };
 
 }  // namespace zelto

@@ -17,17 +17,24 @@ class NSXPCConnection;
 // the exported object. Made by whoever defines the protocol.
 class NSXPCInterface;
 
+class ListenerAcceptance;
+
 // The right to connect to an anonymous listener: a descriptor that can be sent to another process. Any
 // number of connections can be made through one endpoint.
 class NSXPCListenerEndpoint {
  public:
-  explicit NSXPCListenerEndpoint(UniqueDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
+  explicit NSXPCListenerEndpoint(UniqueDescriptor descriptor,
+                                 std::shared_ptr<ListenerAcceptance> acceptance = nullptr)
+      : descriptor_(std::move(descriptor)), acceptance_(std::move(acceptance)) {}
 
   // OWNER: the endpoint keeps its descriptor; callers duplicate what they pass on.
   int descriptor() const { return descriptor_.get(); }
+  // Whether the listener has taken a connection in; null where the listener is another process's.
+  const std::shared_ptr<ListenerAcceptance>& acceptance() const { return acceptance_; }
 
  private:
   UniqueDescriptor descriptor_;
+  std::shared_ptr<ListenerAcceptance> acceptance_;
 };
 
 class NSXPCListener;

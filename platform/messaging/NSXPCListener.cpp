@@ -13,6 +13,7 @@
 #include "platform/messaging/DescriptorSocket.h"
 #include "platform/messaging/Diagnostics.h"
 #include "platform/messaging/Endpoint.h"
+#include "platform/messaging/ListenerAcceptance.h"
 #include "platform/messaging/NSXPCConnection.h"
 #include "platform/messaging/XPCConnection.h"
 
@@ -39,7 +40,7 @@ bool isAtEnd(int descriptor) {
 class Listener final : public NSXPCListener {
  public:
   Listener(UniqueDescriptor descriptor, const std::shared_ptr<NSXPCListenerEndpoint>& endpoint)
-      : descriptor_(std::move(descriptor)), endpoint_(endpoint) {}
+      : descriptor_(std::move(descriptor)), endpoint_(endpoint), acceptance_(endpoint->acceptance()) {}
 
   void setDelegate(NSXPCListenerDelegate* delegate) override {
     std::scoped_lock lock(mutex_);
@@ -89,11 +90,13 @@ class Listener final : public NSXPCListener {
     }
     std::shared_ptr<NSXPCConnection> connection = XPCConnection::create(std::move(socket));
     if (delegate == nullptr || !delegate->listenerShouldAcceptNewConnection(*this, connection))
-      connection->invalidate();
+      return connection->invalidate();
+    acceptance_->accepted();
   }
 
   const UniqueDescriptor descriptor_;
   const std::weak_ptr<NSXPCListenerEndpoint> endpoint_;
+  const std::shared_ptr<ListenerAcceptance> acceptance_;
   std::weak_ptr<Listener> self_;
   std::mutex mutex_;
   NSXPCListenerDelegate* delegate_ = nullptr;
@@ -116,7 +119,8 @@ std::shared_ptr<NSXPCListener> NSXPCListener::anonymousListener() {
     ends = std::pair<UniqueDescriptor, UniqueDescriptor>();
   }
   auto handle = std::make_shared<Handle>();
-  handle->endpoint = std::make_shared<NSXPCListenerEndpoint>(std::move(ends->second));
+  handle->endpoint = std::make_shared<NSXPCListenerEndpoint>(std::move(ends->second),
+                                                             std::make_shared<ListenerAcceptance>());
   handle->listener = std::make_shared<Listener>(std::move(ends->first), handle->endpoint);
   handle->listener->setSelf(handle->listener);
   auto* listener = handle->listener.get();
