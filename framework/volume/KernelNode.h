@@ -14,12 +14,13 @@ namespace zelto {
 // replica's node, or the old node would be told the new size.
 namespace kernelnode {
 
-inline constexpr unsigned kInodeBits = 44;
+// Room for the numbers given after a database was lost: they begin at the seconds since 1970, times 2^20.
+inline constexpr unsigned kInodeBits = 52;
 
 inline Inode inodeOf(std::uint64_t node) { return node & ((std::uint64_t{1} << kInodeBits) - 1); }
 
 inline std::uint64_t nodeOf(Inode inode, std::uint32_t contentEpoch) {
-  return inode | std::uint64_t{contentEpoch} << kInodeBits;  // begins anew after a million contents
+  return inode | std::uint64_t{contentEpoch} << kInodeBits;  // begins anew after 4,096 contents
 }
 inline std::uint64_t nodeOf(const NodeInfo& info) { return nodeOf(info.inode, info.contentEpoch); }
 

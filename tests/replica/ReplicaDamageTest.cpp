@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 
 #include "ReplicaFixture.h"
+#include "framework/volume/KernelNode.h"
 
 namespace zelto {
 namespace {
@@ -49,6 +50,8 @@ class ReplicaDamageTest : public ReplicaFixture {
     open();
     EXPECT_EQ(at("top"), fresh);
     EXPECT_TRUE(std::filesystem::exists(database() + ".damaged"));
+    // The kernel's node numbers have room for the numbers given now.
+    EXPECT_EQ(kernelnode::inodeOf(kernelnode::nodeOf(fresh, 1)), fresh);
   }
 
   // Does the work in another process, which then ends without a word.
