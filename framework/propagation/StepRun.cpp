@@ -6,13 +6,11 @@
 #include <utility>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "framework/propagation/ConflictName.h"
 #include "framework/propagation/StepRuns.h"
 #include "framework/requests/Errno.h"
 #include "platform/foundation/KillPoint.h"
-#include "platform/foundation/UuidName.h"
 
 namespace zelto {
 namespace {
@@ -66,17 +64,16 @@ void StepRun::follow(const std::shared_ptr<NSProgress>& progress) {
 void StepRun::unanswered() { fail(errorWithPOSIXCode(ETIMEDOUT, "The host application has not answered.")); }
 
 bool StepRun::exportContent() {
-  if (!exportPath_.empty()) ::unlink(exportPath_.c_str());
-  exportPath_ = parts_->exportDirectory + "/" + newUuidName();
-  const auto error = parts_->replica.exportContent(step_, exportPath_);
-  if (error) fail(*error);
+  exported_.emplace(parts_->exportDirectory);
+  const auto error = parts_->replica.exportContent(step_, exported_->path());
+  error ? fail(*error) : exported_->written();
   killPoint("step.exported");
   return !error;
 }
 
 std::optional<NSURL> StepRun::exported() const {
-  if (exportPath_.empty()) return std::nullopt;
-  return NSURL::fileURL(exportPath_);
+  if (!exported_) return std::nullopt;
+  return NSURL::fileURL(exported_->path());
 }
 
 std::shared_ptr<LocalItem> StepRun::itemOf(const std::string& identifier) const {
@@ -98,7 +95,9 @@ void StepRun::end(StepResult result) {
   auto done = std::exchange(done_, nullptr);
   if (request_) request_->cancel();
   request_.reset();
-  if (!exportPath_.empty()) ::unlink(exportPath_.c_str());
+  const bool taken = result.kind == StepResult::Kind::settled;
+  if (exported_ && !taken) exported_->takeBack();
+  exported_.reset();
   done(std::move(result));
 }
 

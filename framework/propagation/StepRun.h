@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "framework/listing/Lister.h"
+#include "framework/propagation/ExportedFile.h"
 #include "framework/propagation/ExtensionRequest.h"
 #include "framework/propagation/LocalItem.h"
 #include "framework/replica/Replica.h"
@@ -150,7 +151,7 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
 
   Done done_;  // empty once it has ended
   std::shared_ptr<ExtensionRequest> request_;
-  std::string exportPath_;  // "" while nothing is exported
+  std::optional<ExportedFile> exported_;
 };
 
 }  // namespace zelto

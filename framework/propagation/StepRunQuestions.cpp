@@ -101,7 +101,7 @@ void StepRun::compareWith(const std::string& deliveredPath, const NSFileProvider
     return;
   }
   parts_->comparing->async([weak = weak_from_this(), queue = parts_->ways.queue, deliveredPath,
-                            ours = exportPath_, item, then = std::move(then)]() mutable {
+                            ours = exported_->path(), item, then = std::move(then)]() mutable {
     const auto same = haveSameContent(deliveredPath, ours);
     ::unlink(deliveredPath.c_str());
     queue->async([weak, item, same, then = std::move(then)]() mutable {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -6,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tests/system/Settled.h"
 #include "tests/system/TestSystem.h"
 
 namespace zelto::test {
@@ -105,6 +107,28 @@ TEST(HostLossTest, AHostKilledInTheMiddleIsAskedAgainWhenItComesBack) {
     reader.join();
     EXPECT_EQ(seen, std::string(what) == "large" ? std::to_string(64 << 20) : "file");
   }
+}
+
+TEST(HostLossTest, WhatWasHandedToAHostThatIsKilledDoesNotStayInTheGroupDirectory) {
+  TestSystem system;
+  serveKnownAndUnknown(system);
+  system.start();
+  learn(system);
+  system.host().signal(SIGSTOP);
+  writeFile(system.mounted() / "known" / "new", "for the server");
+  const fs::path group = fs::directory_iterator(system.data() / "groups")->path();
+  const auto handedOver = [&] {
+    return std::ranges::any_of(fs::directory_iterator(group), [](const fs::directory_entry& entry) {
+      return entry.is_regular_file() && entry.file_size() == std::string("for the server").size();
+    });
+  };
+  EXPECT_TRUE(eventually(handedOver));
+  system.host().kill(SIGKILL);
+  EXPECT_TRUE(eventually([&] { return !handedOver(); }));
+  system.startHost();
+  EXPECT_EQ(waitUntilSettled(system), "");
+  EXPECT_EQ(readFile(system.share() / "known" / "new"), "for the server");
+  EXPECT_EQ(strayFiles(system), "");
 }
 
 TEST(HostLossTest, AKilledExtensionIsReplacedOverItsStaleMount) {
