@@ -1,27 +1,15 @@
-#include <array>
-#include <random>
-
 #include <fmt/format.h>
 
 #include "model/FileProviderUtils.h"
 #include "model/ZeltoIdentifiers.h"
 #include "platform/foundation/NSFileManager.h"
+#include "platform/foundation/NSUUID.h"
 #include "support/FileProviderErrorUtils.h"
 #include "support/FileProviderLogger.h"
 
 namespace zelto {
 
 namespace {
-
-// A random UUID (version 4) in its text form, upper case.
-std::string uuidString() {
-  std::random_device random;
-  std::array<std::uint32_t, 4> words{random(), random(), random(), random()};
-  words[1] = (words[1] & 0xffff0fffU) | 0x00004000U;
-  words[2] = (words[2] & 0x3fffffffU) | 0x80000000U;
-  return fmt::format("{:08X}-{:04X}-{:04X}-{:04X}-{:04X}{:08X}", words[0], words[1] >> 16, words[1] & 0xffffU,
-                     words[2] >> 16, words[2] & 0xffffU, words[3]);
-}
 
 std::optional<NSError> handOver(const NSURL& from, const NSURL& to, bool linked) {
   auto& manager = NSFileManager::defaultManager();
@@ -52,7 +40,7 @@ std::expected<NSURL, NSError> FileProviderUtils::stagingUrlMovedFromUrl(const NS
 std::optional<NSURL> FileProviderUtils::urlForTemporaryFileInGroupDirectory() {
   const auto& directory = urlForGroupDirectory();
   if (!directory) return std::nullopt;
-  return directory->appendingPathComponent(uuidString());
+  return directory->appendingPathComponent(newUUIDString());
 }
 
 const std::optional<NSURL>& FileProviderUtils::urlForGroupDirectory() {
