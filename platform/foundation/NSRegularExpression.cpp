@@ -100,12 +100,15 @@ std::expected<std::string, NSError> NSRegularExpression::stringByReplacingMatche
   const auto matcher = pattern_->matcher(whole, status);
   icu::UnicodeString result;
   std::int32_t copied = 0;
+  bool found = false;
   while (U_SUCCESS(status) && matcher->find(status) != 0) {
     result.append(whole, copied, matcher->start(status) - copied);
     appendExpanded(result, form, *matcher);
     copied = matcher->end(status);
+    found = true;
   }
   if (U_FAILURE(status)) return std::unexpected(matchError(status));
+  if (!found) return std::string(text);
   return utf8Of(result.append(whole, copied, whole.length() - copied));
 }
 

@@ -24,6 +24,7 @@ class NSRegularExpression {
   // The text with every match replaced by the template. In the template "$" and a digit stand for that group
   // of the match (as many digits as the number of groups has; 0 is the match, a group that is not there
   // nothing), a backslash takes the meaning from what follows it, and anything else stands for itself.
+  // Without a match the very text that was given.
   // ERRORS: a match that takes more than about a second, or too much memory.
   std::expected<std::string, NSError> stringByReplacingMatchesInString(std::string_view text,
                                                                        std::string_view withTemplate) const;
