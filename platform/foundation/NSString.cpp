@@ -86,6 +86,8 @@ std::string textWithCapitalisedWords(std::string_view text) {
   return utf8Of(result);
 }
 
+std::string replacingInvalidCharacters(std::string_view text) { return utf8Of(unicodeOf(text)); }
+
 bool isEqualIgnoringCase(std::string_view a, std::string_view b) {
   UErrorCode status = U_ZERO_ERROR;
   const auto order = icu::Normalizer::compare(unicodeOf(a), unicodeOf(b),

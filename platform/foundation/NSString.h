@@ -25,6 +25,9 @@ std::string lowercaseString(std::string_view text);
 // and which letters are a letter's capital is the process's locale's.
 std::string textWithCapitalisedWords(std::string_view text);
 
+// The text with U+FFFD for the bytes that are not UTF-8.
+std::string replacingInvalidCharacters(std::string_view text);
+
 // Whether both are the same but for the case of letters and for how accents are encoded.
 bool isEqualIgnoringCase(std::string_view a, std::string_view b);
 
