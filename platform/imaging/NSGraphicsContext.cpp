@@ -13,9 +13,13 @@ namespace zelto {
 namespace {
 
 struct Unreference {
+  void operator()(PangoFontMap* fonts) const { ::g_object_unref(fonts); }
+  void operator()(PangoContext* context) const { ::g_object_unref(context); }
   void operator()(PangoLayout* layout) const { ::g_object_unref(layout); }
   void operator()(PangoFontDescription* font) const { ::pango_font_description_free(font); }
 };
+using FontMapPtr = std::unique_ptr<PangoFontMap, Unreference>;
+using TextContextPtr = std::unique_ptr<PangoContext, Unreference>;
 using LayoutPtr = std::unique_ptr<PangoLayout, Unreference>;
 using FontPtr = std::unique_ptr<PangoFontDescription, Unreference>;
 
@@ -36,11 +40,16 @@ std::string drawable(std::string_view text) {
 // A scale of nothing would stop all further drawing.
 bool hasArea(NSSize size) { return size.width > 0 && size.height > 0; }
 
+// With fonts of its own: the shared ones are kept, in every size that was ever asked for, while the thread
+// lives.
 LayoutPtr layoutOf(cairo_t* context, const std::string& text, double pointSize) {
   constexpr double kLargestFont = 16384;
   const FontPtr font(::pango_font_description_from_string("system-ui, Sans"));
   ::pango_font_description_set_absolute_size(font.get(), std::fmin(pointSize, kLargestFont) * PANGO_SCALE);
-  LayoutPtr layout(::pango_cairo_create_layout(context));
+  const FontMapPtr fonts(::pango_cairo_font_map_new());
+  const TextContextPtr textContext(::pango_font_map_create_context(fonts.get()));
+  ::pango_cairo_update_context(context, textContext.get());
+  LayoutPtr layout(::pango_layout_new(textContext.get()));
   ::pango_layout_set_font_description(layout.get(), font.get());
   ::pango_layout_set_text(layout.get(), text.data(), static_cast<int>(text.size()));
   return layout;

@@ -7,6 +7,9 @@
 #include "support/ImageUtils.h"
 #include "tests/extension/Fixture.h"
 
+// The font library keeps its configuration to the end of the process; it does not grow.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+
 namespace zelto::test {
 namespace {
 
