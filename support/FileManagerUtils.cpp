@@ -10,7 +10,7 @@
 #include <sys/time.h>
 
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/NSUUID.h"
+#include "platform/foundation/UuidName.h"
 #include "support/FileProviderLogger.h"
 
 namespace zelto {
@@ -69,7 +69,7 @@ std::time_t wholeSeconds(NSDate date) {
 
 }  // namespace
 
-NSURL u_tempFileUrl() { return NSURL::fileURL(temporaryDirectory()).appendingPathComponent(newUUIDString()); }
+NSURL u_tempFileUrl() { return NSURL::fileURL(temporaryDirectory()).appendingPathComponent(newUuidName()); }
 
 std::int64_t u_fileSizeOfUrl(const std::optional<NSURL>& url) {
   const auto status = url ? statusOf(url->path(), ::lstat) : std::nullopt;

@@ -3,7 +3,7 @@
 #include "model/FileProviderUtils.h"
 #include "model/ZeltoIdentifiers.h"
 #include "platform/foundation/NSFileManager.h"
-#include "platform/foundation/NSUUID.h"
+#include "platform/foundation/UuidName.h"
 #include "support/FileProviderErrorUtils.h"
 #include "support/FileProviderLogger.h"
 
@@ -40,7 +40,7 @@ std::expected<NSURL, NSError> FileProviderUtils::stagingUrlMovedFromUrl(const NS
 std::optional<NSURL> FileProviderUtils::urlForTemporaryFileInGroupDirectory() {
   const auto& directory = urlForGroupDirectory();
   if (!directory) return std::nullopt;
-  return directory->appendingPathComponent(newUUIDString());
+  return directory->appendingPathComponent(newUuidName());
 }
 
 const std::optional<NSURL>& FileProviderUtils::urlForGroupDirectory() {

@@ -1,7 +1,10 @@
 #include "platform/foundation/UuidName.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+
+#include <uuid/uuid.h>
 
 namespace zelto {
 
@@ -10,6 +13,14 @@ bool isUuidName(std::string_view name) {
   return std::ranges::equal(name, kForm, [](char c, char form) {
     return form == 'x' ? std::isxdigit(static_cast<unsigned char>(c)) != 0 : c == form;
   });
+}
+
+std::string newUuidName() {
+  uuid_t uuid;
+  std::array<char, UUID_STR_LEN> text{};
+  ::uuid_generate_random(uuid);
+  ::uuid_unparse_upper(uuid, text.data());
+  return text.data();
 }
 
 bool isUnfinishedName(std::string_view name) {
