@@ -10,7 +10,6 @@
 #include "platform/foundation/PercentEncoding.h"
 #include "platform/foundation/Unicode.h"
 #include "support/FileProviderLogger.h"
-#include "support/ZeltoCryptUtils.h"
 
 namespace zelto {
 
@@ -73,8 +72,6 @@ std::optional<std::string> u_pathEncodedString(std::string_view receiver) {
 std::optional<std::string> u_queryStringEncoded(std::string_view receiver) {
   return stringByAddingPercentEncoding(receiver, NSCharacterSet::URLQueryAllowedCharacterSet());
 }
-
-std::string u_MD5(std::string_view receiver) { return ZeltoCryptUtils::md5StringForString(receiver); }
 
 std::string u_stringForInteger(std::int64_t integer) { return fmt::format("{}", integer); }
 
