@@ -4,6 +4,7 @@
 
 #include "platform/foundation/NSJSONSerialization.h"
 #include "support/FileProviderLogger.h"
+#include "support/ZeltoClassUtils.h"
 
 namespace zelto {
 
@@ -19,11 +20,12 @@ bool booleanOfText(std::string_view text) {
 }  // namespace
 
 bool u_boolForValue(const PropertyListValue* value, bool defaultValue) {
-  if (value == nullptr) return defaultValue;
+  const bool readable = ZeltoClassUtils::isKindOfClassForItem(value, NSClass::Number) ||
+                        ZeltoClassUtils::isKindOfClassForItem(value, NSClass::String);
+  if (!readable) return defaultValue;
   if (const bool* boolean = value->asBoolean()) return *boolean;
-  if (value->isNumber()) return value->doubleValue() != 0;
   if (const std::string* text = value->asString()) return booleanOfText(*text);
-  return defaultValue;
+  return value->doubleValue() != 0;
 }
 
 bool u_boolForKey(const NSDictionary& dictionary, std::string_view key, bool defaultValue) {
@@ -31,7 +33,7 @@ bool u_boolForKey(const NSDictionary& dictionary, std::string_view key, bool def
 }
 
 const PropertyListValue* u_numberForValue(const PropertyListValue* value) {
-  return value != nullptr && value->isNumber() ? value : nullptr;
+  return ZeltoClassUtils::isKindOfClassForItem(value, NSClass::Number) ? value : nullptr;
 }
 
 const PropertyListValue* u_numberForKey(const NSDictionary& dictionary, std::string_view key) {

@@ -1,21 +1,22 @@
 #include "support/ZeltoLocalise.h"
 
-#include <cerrno>
 #include <expected>
-#include <fstream>
-#include <iterator>
 
 #include <fmt/format.h>
 #include <syslog.h>
 
+#include "platform/foundation/FileContents.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "support/ErrorUtils.h"
+#include "support/FileProviderErrorUtils.h"
 #include "support/FileProviderLogger.h"
 
 namespace zelto {
 
 namespace {
+
+constexpr std::size_t kLargestTable = std::size_t{64} << 20;
 
 std::string replaceAll(std::string text, std::string_view from, std::string_view to) {
   for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -24,12 +25,11 @@ std::string replaceAll(std::string text, std::string_view from, std::string_view
   return text;
 }
 
-std::expected<std::string, NSError> contentsOfFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::unexpected(errorWithPOSIXCode(errno, "Cannot open " + path));
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  if (file.bad()) return std::unexpected(errorWithPOSIXCode(EIO, "Cannot read " + path));
-  return text;
+std::expected<std::string, NSError> dataOf(const std::string& path) {
+  auto text = contentsOfFile(path, kLargestTable);
+  if (text) return *std::move(text);
+  return std::unexpected(FileProviderErrorUtils::errorForGenericReason(
+      fmt::format("“{}” couldn’t be opened: {}.", path, text.error())));
 }
 
 std::string textUnder(const NSDictionary& strings, std::string_view token) {
@@ -54,7 +54,16 @@ ZeltoLocalise::ZeltoLocalise()
     : localisedStrings_(loadStringsForResource("Strings", "json", "").value_or(NSDictionary())),
       defaultStrings_(loadStringsForResource("Strings", "json", "Base.lproj").value_or(NSDictionary())) {}
 
-std::string ZeltoLocalise::localise(const std::string& token) { return localisedStringForToken(token); }
+std::string ZeltoLocalise::localise(const std::string& token) { return localise(token, NSDictionary()); }
+
+std::string ZeltoLocalise::localise(const std::string& token, LocaliseOptions options) {
+  return localise(token, NSDictionary(), options);
+}
+
+std::string ZeltoLocalise::localise(const std::string& token, const NSDictionary& withParams,
+                                    LocaliseOptions options) {
+  return applyOptionsToString(localise(token, withParams), options);
+}
 
 std::string ZeltoLocalise::localisedStringForToken(const std::string& token) {
   if (token.empty()) return {};
@@ -81,7 +90,7 @@ std::optional<NSDictionary> ZeltoLocalise::loadStringsForResource(const std::str
   const auto path =
       local ? bundle.pathForResource(name, ofType) : bundle.pathForResource(name, ofType, inDirectory);
   if (!path) return warn(fmt::format("ZeltoLocalise: Failed to build path for '{}'", what));
-  const auto text = contentsOfFile(*path);
+  const auto text = dataOf(*path);
   if (!text) {
     return warn(
         fmt::format("ZeltoLocalise: Failed to load data for '{}'. Error={}", what, u_reason(text.error())));
@@ -113,6 +122,36 @@ void ZeltoLocalise::setLocalisedStrings(NSDictionary strings) {
 void ZeltoLocalise::setDefaultStrings(NSDictionary strings) {
   const std::lock_guard lock(mutex_);
   defaultStrings_ = std::move(strings);
+}
+
+std::string ZeltoLocalise::keptText(std::optional<std::string>& kept, const std::string& token) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (kept) return *kept;
+  }
+  // Two threads may both look it up, with the same result; what was set meanwhile stays.
+  auto text = localisedStringForToken(token);
+  const std::lock_guard lock(mutex_);
+  if (!kept) kept = std::move(text);
+  return *kept;
+}
+
+std::string ZeltoLocalise::optionAreYouSure() {
+  return keptText(optionAreYouSure_, "MESSAGE_ARE_YOU_SURE_CONTINUE");
+}
+
+std::string ZeltoLocalise::optionContactSysAdmin() {
+  return keptText(optionContactSysAdmin_, "MESSAGE_CONTACT_SYS_ADMIN");
+}
+
+void ZeltoLocalise::setOptionAreYouSure(std::optional<std::string> text) {
+  const std::lock_guard lock(mutex_);
+  optionAreYouSure_ = std::move(text);
+}
+
+void ZeltoLocalise::setOptionContactSysAdmin(std::optional<std::string> text) {
+  const std::lock_guard lock(mutex_);
+  optionContactSysAdmin_ = std::move(text);
 }
 
 }  // namespace zelto

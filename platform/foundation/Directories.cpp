@@ -55,6 +55,16 @@ std::string dataHome() {
   return stringByAppendingPathComponent(homeDirectory(), ".local/share/zelto");
 }
 
+std::string cachesDirectory() {
+  auto path = pathFromEnvironment("XDG_CACHE_HOME");
+  return path.empty() ? stringByAppendingPathComponent(homeDirectory(), ".cache") : path;
+}
+
+std::string temporaryDirectory() {
+  auto path = pathFromEnvironment("TMPDIR");
+  return path.empty() ? "/tmp" : path;
+}
+
 std::string runtimeDirectory() {
   if (auto path = pathFromEnvironment("ZELTO_RUNTIME_DIR"); !path.empty())
     return privateFolder(std::move(path));

@@ -39,6 +39,10 @@ class NSFileManager {
 
 // Where this user's data lies: ZELTO_DATA_HOME, else XDG_DATA_HOME/zelto, else ~/.local/share/zelto.
 std::string dataHome();
+// Where what can be fetched again may lie: XDG_CACHE_HOME, else ~/.cache.
+std::string cachesDirectory();
+// Where a process's short-lived files lie: TMPDIR where it is absolute, else /tmp.
+std::string temporaryDirectory();
 // Where sockets and process records lie while the system runs: ZELTO_RUNTIME_DIR, else
 // XDG_RUNTIME_DIR/zelto, else a folder of this user's own under /tmp. Made (mode 0700) when missing; a
 // folder under /tmp that others could write is not used, the data home's "run" then takes its place.

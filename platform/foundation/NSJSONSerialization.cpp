@@ -81,6 +81,8 @@ std::expected<std::string, NSError> NSJSONSerialization::stringWithValue(const P
 
 std::expected<PropertyListValue, NSError> NSJSONSerialization::valueWithString(std::string_view text) {
   if (text.size() > kMaximumBytes) return std::unexpected(readError("too long"));
+  // The parser takes a NUL for the end, whatever follows it.
+  if (text.contains('\0')) return std::unexpected(readError("a NUL byte"));
   JsonReader reader;
   bool complete = false;
   try {

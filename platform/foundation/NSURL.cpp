@@ -5,34 +5,14 @@
 
 #include <fmt/format.h>
 #include <strings.h>
-#include <uriparser/Uri.h>
 
+#include "platform/foundation/ParsedUri.h"
 #include "platform/foundation/Path.h"
 
 namespace zelto {
 namespace {
 
 constexpr int kFileReadInvalidFileNameError = 258;
-
-// Frees what the parser has allocated.
-struct ParsedUri {
-  UriUriA uri{};
-
-  ParsedUri() = default;
-  ParsedUri(const ParsedUri&) = delete;
-  ParsedUri& operator=(const ParsedUri&) = delete;
-  ~ParsedUri() { uriFreeUriMembersA(&uri); }
-
-  bool parse(std::string_view text) {
-    return uriParseSingleUriExA(&uri, text.data(), text.data() + text.size(), nullptr) == URI_SUCCESS;
-  }
-};
-
-std::string_view textOf(const UriTextRangeA& range) {
-  return range.first == nullptr
-             ? std::string_view()
-             : std::string_view(range.first, static_cast<std::size_t>(range.afterLast - range.first));
-}
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && ::strncasecmp(a.data(), b.data(), a.size()) == 0;

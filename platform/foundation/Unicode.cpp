@@ -1,5 +1,6 @@
 #include "platform/foundation/Unicode.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -17,6 +18,18 @@ bool isValidUTF8(std::string_view text) {
     if (character < 0) return false;
   }
   return true;
+}
+
+std::optional<char32_t> nextCharacter(std::string_view text, std::size_t& at) {
+  constexpr std::size_t kLongestCharacter = 4;
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data() + at);
+  const auto length = static_cast<std::int32_t>(std::min(text.size() - at, kLongestCharacter));
+  std::int32_t used = 0;
+  UChar32 character = 0;
+  U8_NEXT(bytes, used, length, character);
+  at += static_cast<std::size_t>(used);
+  if (character < 0) return std::nullopt;
+  return static_cast<char32_t>(character);
 }
 
 }  // namespace zelto

@@ -8,6 +8,8 @@
 namespace zelto {
 namespace {
 
+using namespace std::string_view_literals;
+
 std::string repeated(std::string_view text, std::size_t count) {
   std::string result;
   for (std::size_t i = 0; i < count; ++i) result += text;
@@ -52,6 +54,9 @@ TEST(NSJSONSerializationTest, refusesMalformedText) {
                                  "[1e999]", "[\"\\ud800\"]", "{1:2}", "[\x01]"}) {
     const auto value = NSJSONSerialization::valueWithString(text);
     EXPECT_FALSE(value) << text;
+  }
+  for (const std::string_view text : {"{}\0"sv, "[1]\0x"sv, "\0"sv}) {
+    EXPECT_FALSE(NSJSONSerialization::valueWithString(text));
   }
 }
 
