@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "actions/FileProviderCustomAction.h"
 #include "enumeration/FileProviderEnumerator.h"
 #include "host/ZeltoFileProviderClient.h"
 #include "model/FileProviderItem.h"
 #include "support/FileProviderLogger.h"
+#include "transfer/FileProviderThumbnail.h"
 
 namespace zelto {
 
@@ -76,6 +78,21 @@ std::shared_ptr<NSProgress> FileProviderExtension::fetchPartialContentsForItemWi
         completion(std::move(url), std::move(item), range, NSFileProviderMaterializationFlags::none,
                    std::move(error));
       });
+}
+
+std::shared_ptr<NSProgress> FileProviderExtension::fetchThumbnailsForItemIdentifiers(
+    const std::vector<std::string>& itemIdentifiers, CGSize requestedSize,
+    NSFileProviderThumbnailHandler perThumbnailCompletionHandler,
+    Completion<std::optional<NSError>> completionHandler) {
+  return FileProviderThumbnail::manager().fetchThumbnailsForItemIdentifiers(
+      itemIdentifiers, requestedSize, std::move(perThumbnailCompletionHandler), std::move(completionHandler));
+}
+
+std::shared_ptr<NSProgress> FileProviderExtension::performActionWithIdentifier(
+    const std::string& actionIdentifier, const std::vector<std::string>& onItemsWithIdentifiers,
+    Completion<std::optional<NSError>> completionHandler) {
+  return FileProviderCustomAction::instance().performActionWithIdentifier(
+      actionIdentifier, onItemsWithIdentifiers, std::move(completionHandler));
 }
 
 }  // namespace zelto

@@ -64,6 +64,15 @@ class FileProviderExtension final : public NSFileProviderPrincipal {
       const std::string& identifier, const NSFileProviderItemVersion& baseVersion,
       NSFileProviderDeleteItemOptions options, const NSFileProviderRequest& request,
       Completion<std::optional<NSError>> completionHandler) override;
+
+  std::shared_ptr<NSProgress> fetchThumbnailsForItemIdentifiers(
+      const std::vector<std::string>& itemIdentifiers, CGSize requestedSize,
+      NSFileProviderThumbnailHandler perThumbnailCompletionHandler,
+      Completion<std::optional<NSError>> completionHandler) override;
+
+  std::shared_ptr<NSProgress> performActionWithIdentifier(
+      const std::string& actionIdentifier, const std::vector<std::string>& onItemsWithIdentifiers,
+      Completion<std::optional<NSError>> completionHandler) override;
 };
 
 }  // namespace zelto

@@ -104,6 +104,7 @@ class FileProviderItem final : public NSFileProviderItem {
   std::optional<NSFileProviderContentPolicy> contentPolicy() const override { return contentPolicy_; }
   std::shared_ptr<const NSFileProviderItemVersion> itemVersion() override;
   NSDictionary userInfo() const override;
+  std::vector<std::string> decorations() const override;
 
   FileProviderItemType itemType() const { return itemType_; }
   const FileProviderItemFlags& flags() const { return flags_; }

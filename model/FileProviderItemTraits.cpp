@@ -1,6 +1,7 @@
-// What the framework derives from an item's fields: capabilities, flags and user info.
+// What the framework derives from an item's fields: capabilities, flags, user info and badges.
 #include <array>
 
+#include "model/FileProviderDecorations.h"
 #include "model/FileProviderItem.h"
 #include "model/FileProviderUtils.h"
 
@@ -107,6 +108,10 @@ NSDictionary FileProviderItem::userInfo() const {
   add(bool{flags_.canOpenWithOfficeOnline});
   add(bool{flags_.canOpenWithOffice365});
   return result;
+}
+
+std::vector<std::string> FileProviderItem::decorations() const {
+  return FileProviderDecorations::manager().decorationsForFileProviderItem(*this);
 }
 
 }  // namespace zelto

@@ -1,5 +1,6 @@
 #include "platform/fileprovider/NSExtensionMain.h"
 
+#include <atomic>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
@@ -7,6 +8,7 @@
 #include <thread>
 
 #include <getopt.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -14,6 +16,7 @@
 #include "framework/domain/MemoryTrim.h"
 #include "framework/importing/ImportProcess.h"
 #include "platform/bus/DomainName.h"
+#include "platform/foundation/DispatchQueue.h"
 #include "platform/foundation/NSBundle.h"
 
 namespace zelto {
@@ -113,6 +116,19 @@ std::string extensionAttribute(std::string_view key) {
   return value != nullptr && value->asString() != nullptr ? *value->asString() : std::string();
 }
 
+// The first thread serves the main queue; the volume's loop has a thread of its own.
+int runBesideMainQueue(Domain& domain) {
+  std::atomic<int> error = 0;
+  // Never joined: whoever stops the domain when its loop has just ended still signals this thread.
+  auto* const loop = new std::thread([&domain, &error] {
+    error = domain.run();
+    DispatchQueue::leaveMainQueue();
+  });
+  ::pthread_setname_np(loop->native_handle(), "volume");
+  DispatchQueue::serveMainQueue();
+  return error;
+}
+
 int serve(const Domain::Settings& settings, const std::string& principalClass) {
   const sigset_t endSignals = blockEndSignals();
   auto domain = Domain::start(settings, principalClass);
@@ -121,7 +137,7 @@ int serve(const Domain::Settings& settings, const std::string& principalClass) {
     std::_Exit(1);
   }
   stopAtSignal(**domain, endSignals);
-  const int error = (*domain)->run();
+  const int error = runBesideMainQueue(**domain);
   if (error != 0) std::fprintf(stderr, "zelto-fileprovider: %s\n", std::strerror(error));
   (*domain)->close();
   // Threads of the extension and the bus may still be at work on the domain's objects.

@@ -39,6 +39,9 @@ class NSFileProviderItem {
   // Computed on first read and kept.
   virtual std::shared_ptr<const NSFileProviderItemVersion> itemVersion() = 0;
   virtual NSDictionary userInfo() const = 0;
+  // The item's badges, in the order in which to draw them: identifiers of decorations that the bundle's
+  // property list declares.
+  virtual std::vector<std::string> decorations() const { return {}; }
   // What only some file systems and file browsers know.
   virtual std::optional<NSData> tagData() const { return std::nullopt; }
   virtual std::optional<std::uint64_t> favoriteRank() const { return std::nullopt; }

@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/fileprovider/NSFileProviderCustomAction.h"
 #include "platform/fileprovider/NSFileProviderEnumerating.h"
 #include "platform/fileprovider/NSFileProviderServiceSource.h"
+#include "platform/fileprovider/NSFileProviderThumbnailing.h"
 #include "platform/foundation/NSProgress.h"
 #include "platform/foundation/NSURL.h"
 
@@ -88,6 +90,8 @@ class NSFileProviderPartialContentFetching {
 // All that a principal class adopts.
 class NSFileProviderPrincipal : public NSFileProviderServicing,
                                 public NSFileProviderReplicatedExtension,
-                                public NSFileProviderPartialContentFetching {};
+                                public NSFileProviderPartialContentFetching,
+                                public NSFileProviderThumbnailing,
+                                public NSFileProviderCustomAction {};
 
 }  // namespace zelto

@@ -22,8 +22,10 @@ struct DispatchQueue::State {
   std::condition_variable changed;
   std::deque<std::move_only_function<void()>> tasks;
   bool closed = false;
+  bool isMain = false;  // served by a thread that is not the queue's
   std::thread thread;
 
+  // Until the queue is closed, or an empty task comes.
   void run() {
     while (auto task = next()) task();
   }
@@ -38,6 +40,17 @@ struct DispatchQueue::State {
     return task;
   }
 };
+
+DispatchQueue& DispatchQueue::mainQueue() {
+  static auto* const queue = [] {
+    auto* const made = new DispatchQueue("main");
+    made->state_->isMain = true;
+    return made;
+  }();
+  return *queue;
+}
+
+void DispatchQueue::serveMainQueue() { mainQueue().state_->run(); }
 
 DispatchQueue::DispatchQueue(std::string label)
     : label_(std::move(label)), state_(std::make_shared<State>()) {}
@@ -63,7 +76,7 @@ void DispatchQueue::async(std::move_only_function<void()> task) {
   {
     const std::scoped_lock lock(state->mutex);
     state->tasks.push_back(std::move(task));
-    if (!state->thread.joinable()) {
+    if (!state->isMain && !state->thread.joinable()) {
       state->thread = std::thread([state] { state->run(); });
       const std::string name = label_.substr(label_.size() - std::min(label_.size(), kLongestThreadName));
       ::pthread_setname_np(state->thread.native_handle(), name.c_str());

@@ -11,6 +11,14 @@ namespace zelto {
 // THREAD: any may call async; tasks run one after the other in the order given.
 class DispatchQueue {
  public:
+  // The queue of the process's first thread. It has no thread of its own: its tasks run while that thread is
+  // in `serveMainQueue`, and wait until then.
+  static DispatchQueue& mainQueue();
+  // Runs the main queue's tasks. BLOCKS: until it comes to a `leaveMainQueue`. THREAD: the first.
+  static void serveMainQueue();
+  // Has `serveMainQueue` return after the tasks queued so far.
+  static void leaveMainQueue() { mainQueue().async(nullptr); }
+
   explicit DispatchQueue(std::string label);
   // Runs the tasks already queued, then joins the thread. Called from one of its own tasks, it lets the
   // thread finish the queued tasks by itself instead.
@@ -20,7 +28,8 @@ class DispatchQueue {
 
   const std::string& label() const { return label_; }
   void async(std::move_only_function<void()> task);
-  // BLOCKS: until every task queued before the call has run. REQUIRES: not called from one of its tasks.
+  // BLOCKS: until every task queued before the call has run. REQUIRES: not called from one of its tasks; not
+  // the main queue.
   void drain();
 
  private:

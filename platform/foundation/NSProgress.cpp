@@ -34,6 +34,14 @@ void NSProgress::setCompletedUnitCount(std::int64_t count) {
   notifyChanged();
 }
 
+void NSProgress::addCompletedUnitCount(std::int64_t count) {
+  {
+    const std::scoped_lock lock(mutex_);
+    completed_ += count;
+  }
+  notifyChanged();
+}
+
 std::pair<double, double> NSProgress::progress() const {
   std::vector<Child> children;
   std::pair<double, double> result;

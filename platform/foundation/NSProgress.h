@@ -19,6 +19,8 @@ class NSProgress : public std::enable_shared_from_this<NSProgress> {
   std::int64_t completedUnitCount() const;
   void setTotalUnitCount(std::int64_t count);
   void setCompletedUnitCount(std::int64_t count);
+  // Counts further units in one step, so that several threads may do it at once.
+  void addCompletedUnitCount(std::int64_t count);
   // Own completed units plus what the children contribute, from 0 to 1; 0 while the total is 0.
   double fractionCompleted() const;
   bool isFinished() const;

@@ -10,6 +10,7 @@
 #include <pthread.h>
 
 #include "platform/foundation/DispatchQueue.h"
+#include "platform/foundation/TaskGroup.h"
 
 namespace zelto {
 namespace {
@@ -86,6 +87,63 @@ TEST(DispatchQueueTest, destroysATaskBeforeItRunsTheNext) {
   queue.async([&] { gone = watch.expired(); });
   queue.drain();
   EXPECT_TRUE(gone);
+}
+
+TEST(DispatchQueueTest, theMainQueueRunsOnTheThreadThatServesIt) {
+  auto& main = DispatchQueue::mainQueue();
+  std::vector<int> seen;
+  std::thread::id served;
+  main.async([&] { seen.push_back(1); });
+  std::jthread other([&] {
+    main.async([&] {
+      seen.push_back(2);
+      served = std::this_thread::get_id();
+      main.async([&] { seen.push_back(4); });  // after the leave below
+    });
+    DispatchQueue::leaveMainQueue();
+  });
+  other.join();
+  EXPECT_TRUE(seen.empty());
+  DispatchQueue::serveMainQueue();
+  EXPECT_EQ(served, std::this_thread::get_id());
+  EXPECT_EQ(seen, (std::vector{1, 2}));
+  DispatchQueue::leaveMainQueue();
+  DispatchQueue::serveMainQueue();
+  EXPECT_EQ(seen, (std::vector{1, 2, 4}));
+}
+
+TEST(TaskGroupTest, notifiesWhenTheLastHasLeft) {
+  DispatchQueue queue("q");
+  TaskGroup group;
+  std::vector<int> seen;
+  group.notify(queue, [&] { seen.push_back(1); });
+  queue.drain();
+  EXPECT_EQ(seen, (std::vector{1}));
+  group.enter();
+  group.enter();
+  group.notify(queue, [&] { seen.push_back(2); });
+  group.leave();
+  queue.drain();
+  EXPECT_EQ(seen, (std::vector{1}));
+  group.notify(queue, [&] { seen.push_back(3); });
+  group.leave();
+  queue.drain();
+  EXPECT_EQ(seen, (std::vector{1, 2, 3}));
+}
+
+TEST(TaskGroupTest, dropsWhatWaitsWhenItGoes) {
+  DispatchQueue queue("q");
+  auto held = std::make_shared<int>(1);
+  const std::weak_ptr<int> watch = held;
+  bool ran = false;
+  {
+    TaskGroup group;
+    group.enter();
+    group.notify(queue, [&ran, held = std::move(held)] { ran = true; });
+  }
+  queue.drain();
+  EXPECT_TRUE(watch.expired());
+  EXPECT_FALSE(ran);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include "framework/replica/Replica.h"
 #include "framework/requests/HostLink.h"
 #include "framework/requests/Waiter.h"
-#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+#include "tests/framework/PlainExtension.h"
 
 namespace zelto::test {
 
@@ -69,7 +69,7 @@ class FakeItem final : public NSFileProviderItem {
 };
 
 // An extension that keeps every request until the test answers it.
-class FakeExtension : public NSFileProviderPrincipal {
+class FakeExtension : public PlainExtension {
  public:
   using WholeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, std::optional<NSError>>;
   using RangeHandler = Completion<std::optional<NSURL>, NSFileProviderItemPtr, NSRange,

@@ -25,7 +25,7 @@ std::string contentOf(const fs::path& path) {
 }
 
 // A server whose extension can also be handed a whole folder. What comes of that walk is the test's choice.
-class WalkingServer final : public NSFileProviderPrincipal {
+class WalkingServer final : public PlainExtension {
  public:
   // Runs on a thread of its own, with the folder's path on the server, the local one, the walk's progress and
   // the handler. Keeping the handler leaves the request without an answer.

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/fileprovider/NSFileProviderReplicatedExtension.h"
+#include "tests/framework/PlainExtension.h"
 #include "tests/framework/ServerItem.h"
 
 namespace zelto::test {
@@ -21,7 +21,7 @@ namespace zelto::test {
 // fields for each modification, contents moved away, folders deleted with all they hold. A test can have the
 // next request of a kind for a path answered otherwise.
 // THREAD: any.
-class ScriptedServer final : public NSFileProviderPrincipal {
+class ScriptedServer final : public PlainExtension {
  public:
   using Fields = NSFileProviderItemFields;
 
