@@ -198,6 +198,52 @@ TEST_F(HostConnectionTest, TheBusControlsTheHost) {
   EXPECT_TRUE(eventually([this] { return provider.disconnects == 1; }));
 }
 
+TEST_F(HostConnectionTest, TheBusAsksForWhatWasShown) {
+  options.useMyFiles = true;
+  options.user = "anna";
+  startHost();
+  const std::string file = "/MY_FILES/share/file";
+  EXPECT_EQ("{}", std::get<std::string>(control("LastNotice")->front()));
+  EXPECT_TRUE(control("SetCustomField", "sss", {file, std::string("Project"), std::string("Bridge")}));
+  EXPECT_EQ(R"({"Project":"Bridge"})", std::get<std::string>(control("CustomFields", "s", {file})->front()));
+  EXPECT_FALSE(control("SetCustomField", "sss", {file, std::string(), std::string("x")}));
+  EXPECT_EQ("{}", std::get<std::string>(control("CheckoutStatus", "s", {file})->front()));
+  EXPECT_TRUE(control("CheckOut", "s", {file}));
+  const auto state = NSJSONSerialization::valueWithString(
+      std::get<std::string>(control("CheckoutStatus", "s", {file})->front()));
+  EXPECT_EQ("anna", textOf(*state->asDictionary(), "user"));
+  EXPECT_TRUE(control("CheckIn", "s", {file}));
+  EXPECT_FALSE(control("CheckOut", "s", {std::string("/MY_FILES/share/none")}));
+}
+
+// The desktop's part of the conversation.
+TEST_F(HostConnectionTest, NoticesReachTheDesktop) {
+  std::promise<BusArguments> shown;
+  auto desktop = *SessionBus::connect();
+  BusInterface notifications{"org.freedesktop.Notifications", {}, {}};
+  notifications.methods.push_back(
+      {"Notify", "susssasa{sv}i", "u", [&shown](const BusMethodCall& call, BusReply reply) {
+         shown.set_value(call.arguments);
+         reply(BusArguments{std::uint32_t{1}});
+       }});
+  ASSERT_FALSE(desktop->exportObject("/org/freedesktop/Notifications", notifications));
+  ASSERT_FALSE(desktop->requestName("org.freedesktop.Notifications"));
+  provider.appear();
+  options.useMyFiles = true;
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  ASSERT_TRUE(control("SetCustomField", "sss",
+                      {std::string("/MY_FILES/share/file"), std::string("A&B"), std::string("<x>")}));
+  provider.server()->showCustomFieldsForPath("/MY_FILES/share/file");
+  const auto arguments = shown.get_future().get();
+  EXPECT_EQ("Zelto", std::get<std::string>(arguments[0]));
+  EXPECT_EQ("file", std::get<std::string>(arguments[3]));
+  EXPECT_EQ("A&amp;B: &lt;x&gt;", std::get<std::string>(arguments[4]));
+  const auto last =
+      NSJSONSerialization::valueWithString(std::get<std::string>(control("LastNotice")->front()));
+  EXPECT_EQ("A&B: <x>", textOf(*last->asDictionary(), "text"));
+}
+
 TEST(HostOptionsTest, SaysWhatIsWrong) {
   const auto parse = [](std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "zelto-host");
@@ -212,6 +258,13 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
   EXPECT_EQ("d_1", full->domain);
   EXPECT_EQ(true, full->useMyFiles);
   EXPECT_EQ(false, full->useOfflineFiles);
+  const auto office = parse({"--folder", "/srv", "--user", "anna", "--manage-checkouts", "--office-online",
+                             "https://o/{path}", "--open-command", "/bin/true"});
+  ASSERT_TRUE(office);
+  EXPECT_EQ("anna", office->user);
+  EXPECT_TRUE(office->mayManageCheckouts);
+  EXPECT_EQ("https://o/{path}", office->officeOnline);
+  EXPECT_EQ("/bin/true", office->openCommand);
   EXPECT_FALSE(parse({"--folder", "/srv"})->useMyFiles.has_value());
   for (const auto& bad : std::vector<std::vector<std::string>>{{},
                                                                {"--folder"},
@@ -219,6 +272,9 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
                                                                {"--folder", "/srv", "--my-files", "maybe"},
                                                                {"--folder", "/srv", "--domain", "../x"},
                                                                {"--folder", "/srv", "--domain", "2nd"},
+                                                               {"--folder", "/srv", "--user", ""},
+                                                               {"--folder", "/srv", "--user", "a\nb"},
+                                                               {"--folder", "/srv", "--office-365", "office"},
                                                                {"--unknown"}}) {
     EXPECT_FALSE(parse(bad));
   }
