@@ -1,6 +1,7 @@
 #include "hostapp/HostOptions.h"
 
 #include <array>
+#include <cstdlib>
 
 #include <getopt.h>
 
@@ -85,6 +86,22 @@ std::optional<std::string> take(HostOptions& options, int code) {
   return wrongValue(code, value);
 }
 
+// What is set up for all hosts of a user. Nothing, or what is wrong.
+std::optional<std::string> takeEnvironment(HostOptions& options) {
+  const auto take = [](const char* name, int code, std::string& into) -> std::optional<std::string> {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') return std::nullopt;
+    into = value;
+    const auto wrong = wrongValue(code, into);
+    return wrong ? std::optional(std::string(name) + ": " + *wrong) : std::nullopt;
+  };
+  auto wrong = take("ZELTO_USER", 'u', options.user);
+  if (!wrong) wrong = take("ZELTO_OFFICE_ONLINE", '1', options.officeOnline);
+  if (!wrong) wrong = take("ZELTO_OFFICE_365", '3', options.office365);
+  if (!wrong) wrong = take("ZELTO_OPEN_COMMAND", 'x', options.openCommand);
+  return wrong;
+}
+
 }  // namespace
 
 const char* HostOptions::usage() {
@@ -96,11 +113,14 @@ const char* HostOptions::usage() {
          "--manage-checkouts: this user may check in what others have checked out\n"
          "--office-online, --office-365: where documents are opened; {path} stands for the path on the "
          "server\n"
-         "--open-command: what opens such a URL; xdg-open, unless given\n";
+         "--open-command: what opens such a URL; xdg-open, unless given\n"
+         "Where one of these four is not given, ZELTO_USER, ZELTO_OFFICE_ONLINE, ZELTO_OFFICE_365 or\n"
+         "ZELTO_OPEN_COMMAND counts.\n";
 }
 
 std::expected<HostOptions, std::string> HostOptions::parse(int argc, char** argv) {
   HostOptions options;
+  if (auto wrong = takeEnvironment(options)) return std::unexpected(*wrong);
   ::optind = 1;
   for (;;) {
     ::optarg = nullptr;

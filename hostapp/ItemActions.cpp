@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include <fmt/format.h>
+
 #include "hostapp/BackendErrors.h"
 #include "platform/foundation/Path.h"
 #include "platform/foundation/Unicode.h"
@@ -14,13 +16,13 @@ constexpr std::size_t kMostFields = 64;
 constexpr std::size_t kLongestName = 128;
 constexpr std::size_t kLongestValue = 4096;
 
-struct SuiteName {
-  const char* name;
-  const char* option;
-};
-SuiteName nameOf(OfficeSuite suite) {
-  return suite == OfficeSuite::online ? SuiteName{"the online office", "--office-online"}
-                                      : SuiteName{"Office 365", "--office-365"};
+std::string notSetUp(OfficeSuite suite) {
+  const bool online = suite == OfficeSuite::online;
+  return fmt::format(
+      "No address is set for {}. Set {} to https://SERVER/{{path}} before \"zelto up\", or start zelto-host "
+      "with {}.",
+      online ? "the online office" : "Office 365", online ? "ZELTO_OFFICE_ONLINE" : "ZELTO_OFFICE_365",
+      online ? "--office-online" : "--office-365");
 }
 
 bool isText(const std::string& text, std::size_t longest) {
@@ -72,11 +74,7 @@ void ItemActions::openWith(OfficeSuite suite, const std::string& identifier) {
   const auto path = existing(identifier);
   if (!path) return showFailure(identifier, path.error());
   const auto& target = suite == OfficeSuite::online ? parts_.office.online : parts_.office.office365;
-  const auto [name, option] = nameOf(suite);
-  if (target.empty()) {
-    return notify(identifier, std::string("No address is set for ") + name + ": start zelto-host with " +
-                                  option + " \"https://SERVER/…{path}\".");
-  }
+  if (target.empty()) return notify(identifier, notSetUp(suite));
   const auto url = urlForPath(target, *path);
   if (const auto error = parts_.opener->open(url)) return showFailure(identifier, *error);
   parts_.log->info("\"" + identifier + "\" is opened at " + url);

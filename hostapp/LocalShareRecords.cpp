@@ -13,8 +13,10 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
+#include "hostapp/RenameAtomically.h"
 #include "hostapp/ReservedName.h"
 #include "hostapp/ServerPaths.h"
+#include "hostapp/TemporaryName.h"
 
 namespace zelto {
 
@@ -58,10 +60,24 @@ bool writeAll(int descriptor, std::string_view text) {
   return true;
 }
 
-// Whoever may write in the one may write in the other.
-mode_t sharedMode(int folder) {
+// Whoever may read and write in the model may do so with what is made beside or in it.
+void openTo(int made, int model, mode_t mask) {
   struct stat status {};
-  return ::fstat(folder, &status) == 0 ? status.st_mode & 0777 : 0700;
+  if (::fstat(model, &status) != 0) return;
+  // Another group than this user's own is not for everybody to give; the bits count for it then, too.
+  if (::fchown(made, static_cast<uid_t>(-1), status.st_gid) != 0) errno = 0;
+  ::fchmod(made, status.st_mode & mask);
+}
+
+// 0 or the errno value.
+int lockUntil(int descriptor, int kind, Clock::time_point until) {
+  while (::flock(descriptor, kind | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK) return errno;
+    if (Clock::now() > until) return EBUSY;
+    std::this_thread::sleep_for(kPause);
+  }
+  return 0;
 }
 
 class LocalLock : public ShareRecords::Lock {
@@ -75,7 +91,7 @@ class LocalLock : public ShareRecords::Lock {
     const UniqueDescriptor file(
         ::openat(folder_.get(), kNewFile, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) return writeError(errno, share_);
-    ::fchmod(file.get(), sharedMode(folder_.get()) & 0666);
+    openTo(file.get(), folder_.get(), 0666);
     const bool written = writeAll(file.get(), text) && ::fsync(file.get()) == 0 &&
                          ::renameat(folder_.get(), kNewFile, folder_.get(), kFile) == 0;
     return written ? std::nullopt : std::optional(writeError(errno, share_));
@@ -109,33 +125,39 @@ std::expected<ShareRecords::Text, NSError> LocalShareRecords::read(const std::st
   return Text{versionOf(status), std::move(*text)};
 }
 
+// It shows when it is ready, and only once.
 std::expected<UniqueDescriptor, int> LocalShareRecords::makeFolder(const std::string& share) {
   const auto folder = root_.openFolder(share, O_RDONLY);
   if (!folder) return std::unexpected(folder.error());
+  const auto made = TemporaryEntry::makeFolder(folder->get());
+  if (!made) return std::unexpected(made.error());
+  openTo(made->descriptor(), folder->get(), 0777);
   const std::string name(kRecordFolderName);
-  if (::mkdirat(folder->get(), name.c_str(), 0700) == 0) {
-    ::fchmodat(folder->get(), name.c_str(), sharedMode(folder->get()), 0);
-  } else if (errno != EEXIST) {
-    return std::unexpected(errno);
-  }
+  int code = renameWithoutReplacing(folder->get(), made->name(), folder->get(), name);
+  // A file system without that kind of rename: only an empty folder is replaced.
+  if (code == EINVAL) code = renameReplacing(folder->get(), made->name(), folder->get(), name);
+  if (code != 0) ::unlinkat(folder->get(), made->name().c_str(), AT_REMOVEDIR);
+  if (code != 0 && code != EEXIST && code != ENOTEMPTY) return std::unexpected(code);
   return root_.openFolder(folderOf(share), O_RDONLY);
 }
 
 std::expected<std::unique_ptr<ShareRecords::Lock>, NSError> LocalShareRecords::lock(const std::string& share,
                                                                                     Access access) {
-  auto folder = root_.openFolder(folderOf(share), O_RDONLY);
-  const bool missing = !folder && folder.error() == ENOENT;
-  if (missing && access == Access::shared) return nullptr;
-  if (missing) folder = makeFolder(share);
-  if (!folder) return std::unexpected(writeError(folder.error(), share));
   const auto until = Clock::now() + kLongestWait;
-  while (::flock(folder->get(), (access == Access::shared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) {
-    if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) return std::unexpected(writeError(errno, share));
-    if (Clock::now() > until) return std::unexpected(writeError(EBUSY, share));
-    std::this_thread::sleep_for(kPause);
+  for (;;) {
+    auto folder = root_.openFolder(folderOf(share), O_RDONLY);
+    const bool missing = !folder && folder.error() == ENOENT;
+    if (missing && access == Access::shared) return nullptr;
+    if (missing) folder = makeFolder(share);
+    if (!folder) return std::unexpected(writeError(folder.error(), share));
+    const int code = lockUntil(folder->get(), access == Access::shared ? LOCK_SH : LOCK_EX, until);
+    if (code != 0) return std::unexpected(writeError(code, share));
+    // Somebody may have tidied up meanwhile.
+    struct stat status {};
+    if (::fstat(folder->get(), &status) == 0 && status.st_nlink > 0) {
+      return std::make_unique<LocalLock>(share, std::move(*folder));
+    }
   }
-  return std::make_unique<LocalLock>(share, std::move(*folder));
 }
 
 void LocalShareRecords::setChangeHandler(std::function<void(const std::string& share)> handler) {

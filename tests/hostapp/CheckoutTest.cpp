@@ -199,6 +199,20 @@ TEST_F(CheckoutTest, OnlyOneOfTwoHasIt) {
   EXPECT_FALSE(*anna.parts->actions->checkout(kFile));
 }
 
+TEST_F(CheckoutTest, WhoMayWriteInTheShareMayCheckOut) {
+  ASSERT_EQ(0, ::chmod(server.path("share").c_str(), 0773));
+  ASSERT_FALSE(anna.parts->actions->checkOut(kFile));
+  const auto hidden = "share/" + std::string(kRecordFolderName);
+  EXPECT_EQ(0773U, server.status(hidden).st_mode & 07777);
+  EXPECT_EQ(0662U, server.status(hidden + "/table.json").st_mode & 07777);
+  // Somebody tidies up: a new one is made, and seen by the others.
+  server.remove(hidden);
+  EXPECT_TRUE(isTrue(file(bob, kDir, "file.txt"), "canCheckOut"));
+  ASSERT_FALSE(anna.parts->actions->checkOut(kFile));
+  EXPECT_TRUE(isTrue(file(bob, kDir, "file.txt"), "checkedOutByOtherUser"));
+  EXPECT_TRUE(isTrue(*bob.awaitUpdate(kFile).update(kFile), "checkedOutByOtherUser"));
+}
+
 TEST_F(CheckoutTest, TheHiddenFolderIsNeverServed) {
   ASSERT_FALSE(anna.parts->actions->checkOut(kFile));
   const std::string hidden = "/My Files/share/" + std::string(kRecordFolderName);

@@ -265,6 +265,13 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
   EXPECT_TRUE(office->mayManageCheckouts);
   EXPECT_EQ("https://o/{path}", office->officeOnline);
   EXPECT_EQ("/bin/true", office->openCommand);
+  ::setenv("ZELTO_OFFICE_365", "https://o365/", 1);
+  ::setenv("ZELTO_USER", "bob", 1);
+  EXPECT_EQ("https://o365/", parse({"--folder", "/srv"})->office365);
+  EXPECT_EQ("anna", parse({"--folder", "/srv", "--user", "anna"})->user);
+  ::setenv("ZELTO_USER", "\n", 1);
+  EXPECT_FALSE(parse({"--folder", "/srv"}));
+  ::unsetenv("ZELTO_USER");
   EXPECT_FALSE(parse({"--folder", "/srv"})->useMyFiles.has_value());
   for (const auto& bad : std::vector<std::vector<std::string>>{{},
                                                                {"--folder"},
