@@ -41,8 +41,13 @@ std::shared_ptr<const CheckoutTable> Checkouts::table(const std::string& share) 
 
 std::shared_ptr<const CheckoutTable> Checkouts::reread(const std::string& share) {
   auto text = records_->read(share);
-  auto table = text ? CheckoutTable::decoded(text->text) : std::nullopt;
-  return take(share, text ? std::move(text->version) : "", table.value_or(CheckoutTable()));
+  if (text) {
+    auto table = CheckoutTable::decoded(text->text).value_or(CheckoutTable());
+    return take(share, std::move(text->version), std::move(table));
+  }
+  // What was last known holds as long as nothing can be read.
+  const std::lock_guard lock(mutex_);
+  return known_[share].table;
 }
 
 std::shared_ptr<const CheckoutTable> Checkouts::take(const std::string& share, std::string version,

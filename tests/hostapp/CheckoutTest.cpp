@@ -82,9 +82,7 @@ TEST_F(CheckoutTest, BothHostsShowWhoHasAFile) {
   EXPECT_EQ("Checked out by you", textOf(hers, "checkoutLabel"));
   EXPECT_TRUE(isAbsent(hers, "canCheckOut"));
 
-  const auto begin = std::chrono::steady_clock::now();
   const auto his = *bob.awaitUpdate(kFile).update(kFile);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
   EXPECT_TRUE(isTrue(his, "checkedOutByOtherUser"));
   EXPECT_EQ("Checked out by anna", textOf(his, "checkoutLabel"));
   EXPECT_TRUE(isAbsent(his, "shareWritable") && isAbsent(his, "canCheckIn") && isAbsent(his, "canCheckOut"));
@@ -211,6 +209,21 @@ TEST_F(CheckoutTest, WhoMayWriteInTheShareMayCheckOut) {
   ASSERT_FALSE(anna.parts->actions->checkOut(kFile));
   EXPECT_TRUE(isTrue(file(bob, kDir, "file.txt"), "checkedOutByOtherUser"));
   EXPECT_TRUE(isTrue(*bob.awaitUpdate(kFile).update(kFile), "checkedOutByOtherUser"));
+}
+
+// Listing a folder removes what looks left behind in it; the hidden folder in the making is not.
+TEST_F(CheckoutTest, AFirstCheckOutIsNotSweptAway) {
+  std::atomic<bool> over = false;
+  std::thread lister([&] {
+    while (!over) bob.parts->backend->list("share");
+  });
+  for (int i = 0; i < 100; ++i) {
+    const auto error = anna.parts->actions->checkOut(kFile);
+    EXPECT_FALSE(error) << error->localizedDescription();
+    server.remove("share/" + std::string(kRecordFolderName));
+  }
+  over = true;
+  lister.join();
 }
 
 TEST_F(CheckoutTest, TheHiddenFolderIsNeverServed) {

@@ -4,6 +4,7 @@
 #include "platform/foundation/NSJSONSerialization.h"
 #include "tests/bus/PrivateBus.h"
 #include "tests/hostapp/HostFixture.h"
+#include "tests/hostapp/Pictures.h"
 #include "tests/hostapp/StandInProvider.h"
 
 namespace zelto::test {
@@ -196,6 +197,63 @@ TEST_F(HostConnectionTest, TheBusControlsTheHost) {
   ASSERT_TRUE(awaitConnections(1));
   host.reset();
   EXPECT_TRUE(eventually([this] { return provider.disconnects == 1; }));
+}
+
+// As the extension asks for them, one way each; what they do shows in the answers that follow.
+TEST_F(HostConnectionTest, ActionsGoOverTheConnection) {
+  server.write("share/picture.jpg", turned(picture("jpeg", 600, 300)));
+  options.useMyFiles = true;
+  options.useOfflineFiles = true;
+  options.user = "anna";
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  const std::string item = "/MY_FILES/share/picture.jpg";
+  const auto listed = [this](auto ask) {
+    auto [reply, future] = awaited<DictionaryList>();
+    ask(*provider.server(), std::move(reply));
+    return std::get<0>(future.get());
+  };
+  const auto ask = [&](void (ZeltoFileProviderServerInterface::*list)(ListReply)) {
+    return listed([list](auto& served, ListReply reply) { (served.*list)(std::move(reply)); });
+  };
+  const auto awaitItem = [&](const char* key) {
+    return eventually([&] {
+      const auto items = listed([](auto& served, ListReply reply) {
+        served.metadataForDirectory("/MY_FILES/share", false, std::move(reply));
+      });
+      const auto* found = named(items, "picture.jpg");
+      return found != nullptr && isTrue(*found, key);
+    });
+  };
+  const auto served = provider.server();
+  served->addBookmarkForPath(item);
+  EXPECT_TRUE(awaitItem("bookmarked"));
+  const auto bookmarks = ask(&ZeltoFileProviderServerInterface::metadataForBookmarksWithCompletion);
+  ASSERT_EQ(1U, bookmarks.size());
+  EXPECT_EQ("../MY_FILES/share/picture.jpg", textOf(bookmarks.front(), "targetPath"));
+  served->makeAvailableOfflineForPath(item);
+  EXPECT_TRUE(awaitItem("offlineBookmark"));
+  EXPECT_EQ(1U, ask(&ZeltoFileProviderServerInterface::metadataForRootOfflineFilesWithCompletion).size());
+  served->makeAvailableOfflineForPath("/MY_FILES/share");
+  EXPECT_TRUE(eventually([&] {
+    return isTrue(ask(&ZeltoFileProviderServerInterface::metadataForSharesWithCompletion).front(),
+                  "offlineShare");
+  }));
+  served->checkOutFileAtPath(item);
+  EXPECT_TRUE(awaitItem("checkedOutByCurrentUser"));
+  served->checkInFileAtPath(item);
+  EXPECT_TRUE(awaitItem("canCheckOut"));
+  served->removeBookmarkForPath(item);
+  EXPECT_TRUE(eventually(
+      [&] { return ask(&ZeltoFileProviderServerInterface::metadataForBookmarksWithCompletion).empty(); }));
+  auto [reply, future] = awaited<std::optional<NSData>, std::optional<NSError>>();
+  served->thumbnailForPath(item, std::move(reply));
+  const auto [data, error] = future.get();
+  ASSERT_TRUE(data) << error->localizedDescription();
+  const auto image = decodedPicture(data->text());
+  EXPECT_EQ(128, gdk_pixbuf_get_width(image.get()));
+  EXPECT_EQ(256, gdk_pixbuf_get_height(image.get()));
 }
 
 TEST_F(HostConnectionTest, TheBusAsksForWhatWasShown) {
