@@ -35,17 +35,46 @@ void ChangePublisher::pathsChanged(const std::vector<PathChange>& changes) {
         entries.push_back({std::move(*identifier), change.kind});
       }
     }
-    if (!shows(MarkKind::offline)) continue;
-    if (const auto item = marks_->at(MarkKind::offline, change.path)) {
-      entries.push_back({containerItem(*item), change.kind});
-    }
+    addMarks(change, entries);
   }
   publish(entries);
 }
 
+// What the containers show of a changed path. What went away took the marked items below it along.
+void ChangePublisher::addMarks(const PathChange& change, std::vector<StoredChange>& entries) const {
+  for (const auto& item : marks_->atOrBelow(change.path)) {
+    const bool itself = item.path == change.path;
+    if (!shows(item.kind) || (!itself && change.kind == ChangeKind::update)) continue;
+    entries.push_back({containerItem(item), itself ? change.kind : ChangeKind::deletion});
+  }
+}
+
+void ChangePublisher::markMoved(const MovedMark& move) {
+  auto entries = placesOf(move.after.path);
+  if (shows(move.after.kind)) {
+    if (move.before.name != move.after.name) {
+      entries.push_back({containerItem(move.before), ChangeKind::deletion});
+    }
+    entries.push_back({containerItem(move.after), ChangeKind::update});
+  }
+  publish(entries);
+}
+
+// Where the item itself shows: below its share, and below bookmarked folders.
+std::vector<StoredChange> ChangePublisher::placesOf(const std::string& path) const {
+  std::vector<StoredChange> places{{mode_->paths()->identifier(path), ChangeKind::update}};
+  if (!shows(MarkKind::bookmark)) return places;
+  for (const auto& bookmark : marks_->all(MarkKind::bookmark)) {
+    if (bookmark.path == path) continue;
+    if (auto identifier = resolver_->identifier(path, bookmarkView(bookmark.name))) {
+      places.push_back({std::move(*identifier), ChangeKind::update});
+    }
+  }
+  return places;
+}
+
 void ChangePublisher::markChanged(const MarkedItem& item, bool added) {
-  std::vector<StoredChange> entries;
-  entries.push_back({mode_->paths()->identifier(item.path), ChangeKind::update});
+  auto entries = placesOf(item.path);
   if (shows(item.kind)) {
     entries.push_back({containerItem(item), added ? ChangeKind::update : ChangeKind::deletion});
   }

@@ -22,12 +22,16 @@ class ChangePublisher {
   void pathsChanged(const std::vector<PathChange>& changes);
   // A bookmark or offline item was added or removed.
   void markChanged(const MarkedItem& item, bool added);
+  // Its item has another path now.
+  void markMoved(const MovedMark& move);
   // The root shows other items now. BLOCKS: on the server.
   void modeChanged(const std::vector<std::string>& oldRootChildren,
                    const std::vector<std::string>& newRootChildren);
 
  private:
   void publish(const std::vector<StoredChange>& changes);
+  void addMarks(const PathChange& change, std::vector<StoredChange>& entries) const;
+  std::vector<StoredChange> placesOf(const std::string& path) const;
   bool shows(MarkKind kind) const;
   std::string containerItem(const MarkedItem& item) const;
 

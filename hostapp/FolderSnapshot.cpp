@@ -17,7 +17,7 @@ std::int64_t nanosecondsBetween(std::timespec from, std::timespec to) {
 
 auto comparable(const EntryStat& stat) {
   return std::tuple(stat.kind, stat.writable, stat.size, stat.modified.tv_sec, stat.modified.tv_nsec,
-                    stat.changed.tv_sec, stat.changed.tv_nsec, stat.inode);
+                    stat.changed.tv_sec, stat.changed.tv_nsec, stat.inode, stat.checkout);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ struct Record {
   std::uint16_t nameLength;
   std::uint8_t kind;
   std::uint8_t flags;
-  std::uint32_t unused;
+  std::uint32_t checkout;  // 0 in files of earlier versions
 };
 static_assert(sizeof(Record) == 48);
 
@@ -48,7 +48,7 @@ std::string FolderSnapshot::encoded() const {
                         .nameLength = static_cast<std::uint16_t>(entry.name.size()),
                         .kind = static_cast<std::uint8_t>(stat.kind),
                         .flags = static_cast<std::uint8_t>(flags),
-                        .unused = 0};
+                        .checkout = stat.checkout};
     bytes.append(reinterpret_cast<const char*>(&record), sizeof record);
     bytes.append(entry.name);
   }
@@ -72,7 +72,8 @@ std::optional<FolderSnapshot> FolderSnapshot::decoded(std::string_view bytes) {
                   .size = record.size,
                   .modified = {record.modifiedSeconds, record.modifiedNanoseconds},
                   .changed = {record.changedSeconds, record.changedNanoseconds},
-                  .inode = record.inode};
+                  .inode = record.inode,
+                  .checkout = record.checkout};
     const bool inOrder = snapshot.entries_.empty() || snapshot.entries_.back().name < entry.name;
     if (!inOrder) return std::nullopt;
     snapshot.entries_.push_back(std::move(entry));

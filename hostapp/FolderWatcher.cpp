@@ -99,6 +99,11 @@ void FolderWatcher::finishListing(const Listing& listing,
   post([this, listing, ended = std::move(seen)]() mutable { observed(listing, std::move(ended)); });
 }
 
+void FolderWatcher::watchUnlisted(const std::string& folder) {
+  const auto listing = beginListing(folder, std::string(kNoView));
+  finishListing(listing, backend_->list(folder));
+}
+
 void FolderWatcher::rescan(const std::string& folder) {
   post([this, folder] { markDirty(folder, ""); });
 }

@@ -65,6 +65,9 @@ class FolderWatcher {
   Listing beginListing(const std::string& folder, const std::string& view);
   void finishListing(const Listing& listing, const std::expected<BackendListing, NSError>& found);
 
+  // Watches a folder for the sake of an entry that is shown elsewhere. BLOCKS: on the server.
+  void watchUnlisted(const std::string& folder);
+
   // Compares a folder, or every known one, with the server now.
   void rescan(const std::string& folder);
   void rescanAll();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
+#include "hostapp/DesktopNotices.h"
 #include "platform/bus/ManagerInterface.h"
 #include "platform/foundation/NSFileManager.h"
 #include "platform/foundation/NSJSONSerialization.h"
@@ -82,9 +83,19 @@ std::optional<NSError> Host::open(const HostOptions& options) {
       NSFileManager::defaultManager().containerURLForSecurityApplicationGroupIdentifier(kGroupIdentifier);
   if (!group) return cocoaError(kReadUnknownError, "The group directory cannot be made.");
   log_ = std::make_shared<LogFile>(options.logPath.empty() ? *directory + "/host.log" : options.logPath);
-  parts_ =
-      HostParts::make({backend_, store_, log_, ContainerNames::ofMainBundle(),
-                       group->path() + "/host-" + options.domain, [this] { connector_->signalChanges(); }});
+  HostParts::Given given{backend_,
+                         store_,
+                         log_,
+                         ContainerNames::ofMainBundle(),
+                         group->path() + "/host-" + options.domain,
+                         [this] { connector_->signalChanges(); }};
+  given.user = options.user;
+  given.mayManageCheckouts = options.mayManageCheckouts;
+  given.office = {options.officeOnline, options.office365};
+  given.openCommand = options.openCommand;
+  given.thumbnailFolder = *directory + "/thumbnails";
+  given.notify = desktopNotices(bus_);
+  parts_ = HostParts::make(std::move(given));
   return std::nullopt;
 }
 
@@ -112,6 +123,8 @@ std::optional<NSError> Host::makeControl(std::function<void()> shutdown) {
   actions.mark = [this](MarkKind kind, bool add, const std::string& identifier) {
     return add ? parts_->marks->add(kind, identifier) : parts_->marks->remove(kind, identifier);
   };
+  actions.items = parts_->actions;
+  actions.lastNotice = [this] { return lastNotice(); };
   actions.shutdown = std::move(shutdown);
   auto control = HostControl::make(bus_, domain_, std::move(actions));
   if (!control) return control.error();
@@ -135,6 +148,14 @@ void Host::setMode(HostMode mode) {
              (mode.useOfflineFiles ? "on." : "off."));
   connector_->sendMode();
   parts_->publisher->modeChanged(before, parts_->listings->rootChildren());
+}
+
+std::string Host::lastNotice() const {
+  const auto last = parts_->notices->last();
+  if (!last) return "{}";
+  const NSDictionary notice{
+      {"title", last->title}, {"text", last->text}, {"shown", last->shown.timeIntervalSince1970()}};
+  return NSJSONSerialization::stringWithValue(notice, false).value_or("{}");
 }
 
 std::string Host::status() const {

@@ -34,6 +34,7 @@ class Host {
   void applyOptions(const HostOptions& options);
   void setMode(HostMode mode);
   std::string status() const;
+  std::string lastNotice() const;
   std::unique_ptr<ProviderConnector> connectorTo(const std::string& domain, std::uint64_t firstConnection);
 
   std::string folder_;

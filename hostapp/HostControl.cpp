@@ -1,6 +1,7 @@
 #include "hostapp/HostControl.h"
 
 #include "platform/bus/ManagerInterface.h"
+#include "platform/foundation/NSJSONSerialization.h"
 
 namespace zelto {
 
@@ -9,6 +10,35 @@ namespace {
 std::expected<BusArguments, NSError> answer(const std::optional<NSError>& error) {
   if (error) return std::unexpected(*error);
   return BusArguments();
+}
+
+std::string textAt(const BusArguments& arguments, std::size_t at) {
+  return std::get<std::string>(arguments[at]);
+}
+
+std::string jsonOf(const NSDictionary& dictionary) {
+  return NSJSONSerialization::stringWithValue(dictionary, false).value_or("{}");
+}
+
+std::expected<BusArguments, NSError> customFields(const HostControl::Actions& actions,
+                                                  const BusArguments& arguments) {
+  const auto fields = actions.items->customFields(textAt(arguments, 0));
+  if (!fields) return std::unexpected(fields.error());
+  NSDictionary json;
+  for (const auto& [name, value] : *fields) json.set(name, value);
+  return BusArguments{jsonOf(json)};
+}
+
+std::expected<BusArguments, NSError> checkoutStatus(const HostControl::Actions& actions,
+                                                    const BusArguments& arguments) {
+  const auto found = actions.items->checkout(textAt(arguments, 0));
+  if (!found) return std::unexpected(found.error());
+  if (!*found) return BusArguments{std::string("{}")};
+  const auto& held = **found;
+  return BusArguments{jsonOf({{"user", held.user},
+                              {"since", held.since.timeIntervalSince1970()},
+                              {"own", held.own},
+                              {"label", checkoutLabel(held)}})};
 }
 
 }  // namespace
@@ -58,7 +88,27 @@ BusInterface HostControl::interfaceOf(const std::shared_ptr<State>& state) {
   interface.methods.push_back(markMethod(state, "MakeOffline", MarkKind::offline, true));
   interface.methods.push_back(markMethod(state, "RemoveOffline", MarkKind::offline, false));
   interface.methods.push_back(method(state, "Shutdown", "", "", shutdown));
+  addItemMethods(state, interface);
   return interface;
+}
+
+void HostControl::addItemMethods(const std::shared_ptr<State>& state, BusInterface& interface) {
+  const auto add = [&](const char* name, const char* in, const char* out, Work work) {
+    interface.methods.push_back(method(state, name, in, out, std::move(work)));
+  };
+  add("CustomFields", "s", "s", customFields);
+  add("CheckoutStatus", "s", "s", checkoutStatus);
+  add("SetCustomField", "sss", "", [](const Actions& actions, const BusArguments& a) {
+    return answer(actions.items->setCustomField(textAt(a, 0), textAt(a, 1), textAt(a, 2)));
+  });
+  add("CheckOut", "s", "", [](const Actions& actions, const BusArguments& a) {
+    return answer(actions.items->checkOut(textAt(a, 0)));
+  });
+  add("CheckIn", "s", "", [](const Actions& actions, const BusArguments& a) {
+    return answer(actions.items->checkIn(textAt(a, 0)));
+  });
+  add("LastNotice", "", "s",
+      [](const Actions& actions, const BusArguments&) { return BusArguments{actions.lastNotice()}; });
 }
 
 std::expected<std::unique_ptr<HostControl>, NSError> HostControl::make(std::shared_ptr<SessionBus> bus,

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "hostapp/HostStore.h"
+#include "hostapp/ItemActions.h"
 #include "platform/bus/SessionBus.h"
 #include "platform/foundation/DispatchQueue.h"
 
@@ -21,6 +22,8 @@ class HostControl {
     std::function<std::string()> status;
     std::function<void(HostMode)> setMode;
     std::function<std::optional<NSError>(MarkKind, bool add, const std::string& identifier)> mark;
+    std::shared_ptr<ItemActions> items;
+    std::function<std::string()> lastNotice;
     std::function<void()> shutdown;
   };
   // ERRORS: the domain has a host already.
@@ -42,6 +45,7 @@ class HostControl {
   static BusMethod method(const std::shared_ptr<State>& state, std::string name, std::string in,
                           std::string out, Work work);
   static BusInterface interfaceOf(const std::shared_ptr<State>& state);
+  static void addItemMethods(const std::shared_ptr<State>& state, BusInterface& interface);
   static BusMethod markMethod(const std::shared_ptr<State>& state, std::string name, MarkKind kind, bool add);
 
   explicit HostControl(std::shared_ptr<State> state) : state_(std::move(state)) {}

@@ -12,6 +12,11 @@ struct HostOptions {
   std::string domain = "default";
   std::optional<bool> useMyFiles;
   std::optional<bool> useOfflineFiles;
+  std::string user;  // who checks out files; "": the login name
+  bool mayManageCheckouts = false;
+  std::string officeOnline;  // URL templates (UrlOpener.h)
+  std::string office365;
+  std::string openCommand = "xdg-open";
   std::string logPath;  // "": host.log beside the store
   bool help = false;
 

@@ -1,5 +1,11 @@
 #include "hostapp/HostParts.h"
 
+#include <array>
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include "hostapp/CheckoutBackend.h"
 #include "hostapp/TransferFile.h"
 
 namespace zelto {
@@ -9,6 +15,15 @@ namespace {
 constexpr std::size_t kThreads = 4;
 constexpr std::size_t kDownloadThreads = 2;
 
+std::string loginName() {
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 16384> buffer{};
+  ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
+  return found != nullptr && isUserName(found->pw_name) ? found->pw_name
+                                                        : "user " + std::to_string(::geteuid());
+}
+
 }  // namespace
 
 std::shared_ptr<HostParts> HostParts::make(Given given) {
@@ -16,6 +31,12 @@ std::shared_ptr<HostParts> HostParts::make(Given given) {
   auto parts = std::make_shared<HostParts>();
   auto& p = *parts;
   p.backend = given.backend;
+  if (const auto records = given.backend->records()) {
+    auto user = given.user.empty() ? loginName() : given.user;
+    p.checkouts =
+        std::make_shared<Checkouts>(given.backend, records, std::move(user), given.mayManageCheckouts);
+    p.backend = std::make_shared<CheckoutBackend>(given.backend, p.checkouts);
+  }
   p.store = given.store;
   p.log = given.log;
   p.signalChanges = std::move(given.signalChanges);
@@ -39,7 +60,24 @@ std::shared_ptr<HostParts> HostParts::make(Given given) {
       std::make_shared<Downloads>(Downloads::Parts{p.backend, p.counters, p.pool.get(), p.transferFolder});
   p.work = std::make_shared<WorkRunner>(p.pool.get());
   p.told = std::make_shared<ToldEntries>();
+  p.thumbnails = std::make_shared<Thumbnails>(Thumbnails::Parts{
+      p.backend, p.pool.get(), std::make_shared<ThumbnailCache>(std::move(given.thumbnailFolder)),
+      given.thumbnailLimits});
+  p.notices = std::make_shared<Notices>(std::move(given.notify));
+  p.actions = std::make_shared<ItemActions>(
+      ItemActions::Parts{p.backend, p.resolver, p.checkouts, p.store, p.notices,
+                         std::make_shared<UrlOpener>(given.openCommand), p.log, std::move(given.office)});
   return parts;
+}
+
+void HostParts::itemMoved(const std::string& from, const std::string& to) const {
+  marks->itemMoved(from, to);
+  store->moveFields(from, to);
+}
+
+void HostParts::itemRemoved(const std::string& path) const {
+  marks->itemRemoved(path);
+  store->removeFields(path);
 }
 
 void HostParts::stop() {

@@ -11,12 +11,14 @@
 #include "hostapp/FolderWatcher.h"
 #include "hostapp/HostModeState.h"
 #include "hostapp/HostStore.h"
+#include "hostapp/ItemActions.h"
 #include "hostapp/ItemResolver.h"
 #include "hostapp/Listings.h"
 #include "hostapp/LogFile.h"
 #include "hostapp/MarkActions.h"
 #include "hostapp/MarkedItems.h"
 #include "hostapp/ServerBackend.h"
+#include "hostapp/Thumbnails.h"
 #include "hostapp/ToldEntries.h"
 #include "hostapp/WorkRunner.h"
 #include "hostapp/WorkerPool.h"
@@ -41,6 +43,10 @@ struct HostParts {
   std::shared_ptr<FolderWatcher> watcher;
   std::shared_ptr<Listings> listings;
   std::shared_ptr<MarkActions> marks;
+  std::shared_ptr<Checkouts> checkouts;  // null: the server keeps none
+  std::shared_ptr<Notices> notices;
+  std::shared_ptr<ItemActions> actions;
+  std::shared_ptr<Thumbnails> thumbnails;
   std::shared_ptr<Downloads> downloads;
   std::shared_ptr<WorkRunner> work;
   std::shared_ptr<ToldEntries> told;
@@ -55,8 +61,19 @@ struct HostParts {
     std::string transferFolder;
     // The journal holds changes. May be called on any thread, until `stop` has returned.
     std::function<void()> signalChanges;
+    std::string user{};  // who checks out; "": the login name
+    bool mayManageCheckouts = false;
+    OfficeTemplates office{};
+    std::string openCommand = "xdg-open";
+    Notices::Send notify{};
+    std::string thumbnailFolder{};  // "": none are kept
+    ThumbnailLimits thumbnailLimits{};
   };
   static std::shared_ptr<HostParts> make(Given given);
+
+  // This host has moved or removed an item: what it keeps for it follows.
+  void itemMoved(const std::string& from, const std::string& to) const;
+  void itemRemoved(const std::string& path) const;
 
   // BLOCKS: until nothing is being done any more. The parts stay, idle.
   void stop();

@@ -92,9 +92,9 @@ void HostService::metadataForRootOfflineFilesWithCompletion(ListReply completion
 
 void HostService::mark(const char* operation, MarkKind kind, bool add, const std::string& path) {
   parts_->counters->count(operation);
-  parts_->pool->run([parts = parts_, operation, kind, add, path] {
+  parts_->pool->run([parts = parts_, kind, add, path] {
     const auto error = add ? parts->marks->add(kind, path) : parts->marks->remove(kind, path);
-    if (error) parts->log->warn(std::string(operation) + " failed: " + error->localizedDescription());
+    if (error) parts->actions->showFailure(path, *error);
   });
 }
 
@@ -135,18 +135,50 @@ void HostService::logMessage(const std::string& message, const std::string& leve
   parts_->log->record(date, level, pid, message);
 }
 
-void HostService::notDone(const char* operation, const std::string& path) {
+void HostService::act(const char* operation, const std::string& path,
+                      std::function<std::optional<NSError>(ItemActions&, const std::string& path)> action) {
   parts_->counters->count(operation);
-  parts_->log->warn(std::string(operation) + " \"" + path + "\": this host application does not do that.");
+  parts_->pool->run([parts = parts_, path, work = std::move(action)] {
+    if (const auto error = work(*parts->actions, path)) parts->actions->showFailure(path, *error);
+  });
 }
 
-void HostService::showCustomFieldsForPath(const std::string& path) { notDone("showCustomFields", path); }
-void HostService::openWithOfficeOnlineForPath(const std::string& path) {
-  notDone("openWithOfficeOnline", path);
+void HostService::showCustomFieldsForPath(const std::string& path) {
+  act("showCustomFields", path, [](ItemActions& actions, const std::string& item) {
+    actions.showCustomFields(item);
+    return std::nullopt;
+  });
 }
-void HostService::openWithOffice365ForPath(const std::string& path) { notDone("openWithOffice365", path); }
-void HostService::showCheckoutStatusForPath(const std::string& path) { notDone("showCheckoutStatus", path); }
-void HostService::checkInFileAtPath(const std::string& path) { notDone("checkInFile", path); }
-void HostService::checkOutFileAtPath(const std::string& path) { notDone("checkOutFile", path); }
+
+void HostService::openWithOfficeOnlineForPath(const std::string& path) {
+  act("openWithOfficeOnline", path, [](ItemActions& actions, const std::string& item) {
+    actions.openWith(OfficeSuite::online, item);
+    return std::nullopt;
+  });
+}
+
+void HostService::openWithOffice365ForPath(const std::string& path) {
+  act("openWithOffice365", path, [](ItemActions& actions, const std::string& item) {
+    actions.openWith(OfficeSuite::office365, item);
+    return std::nullopt;
+  });
+}
+
+void HostService::showCheckoutStatusForPath(const std::string& path) {
+  act("showCheckoutStatus", path, [](ItemActions& actions, const std::string& item) {
+    actions.showCheckoutStatus(item);
+    return std::nullopt;
+  });
+}
+
+void HostService::checkInFileAtPath(const std::string& path) {
+  act("checkInFile", path,
+      [](ItemActions& actions, const std::string& item) { return actions.checkIn(item); });
+}
+
+void HostService::checkOutFileAtPath(const std::string& path) {
+  act("checkOutFile", path,
+      [](ItemActions& actions, const std::string& item) { return actions.checkOut(item); });
+}
 
 }  // namespace zelto

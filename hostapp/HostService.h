@@ -13,9 +13,8 @@
 namespace zelto {
 
 // The host's exported object: one for each connection. Calls are counted and carried out on the pool.
-// What this host does not do (thumbnails) is answered with "feature unsupported"; actions without a reply
-// that it does not do leave a line in the log. Content to upload is the host's from the call on, whatever
-// becomes of it, and is removed before the reply. THREAD: any.
+// An action without a reply that fails tells the user so. Content to upload is the host's from the call on,
+// whatever becomes of it, and is removed before the reply. THREAD: any.
 class HostService : public ZeltoFileProviderServerInterface {
  public:
   HostService(std::shared_ptr<const HostParts> parts, std::uint64_t connection);
@@ -68,8 +67,9 @@ class HostService : public ZeltoFileProviderServerInterface {
  private:
   void listing(const char* operation, std::function<DictionaryList(Listings&)> list, ListReply completion);
   void mark(const char* operation, MarkKind kind, bool add, const std::string& path);
-  void notDone(const char* operation, const std::string& path);
-  NSError unsupported(const char* operation, const std::string& path);
+  // An action without a reply; one that fails is shown to the user.
+  void act(const char* operation, const std::string& path,
+           std::function<std::optional<NSError>(ItemActions&, const std::string& path)> action);
 
   const std::shared_ptr<const HostParts> parts_;
   const std::uint64_t connection_;

@@ -4,14 +4,11 @@
 
 namespace zelto {
 
-NSError HostService::unsupported(const char* operation, const std::string& path) {
-  notDone(operation, path);
-  return cocoaError(kFeatureUnsupportedError,
-                    "\"" + path + "\": this host application does not do " + operation + ".");
-}
-
 void HostService::thumbnailForPath(const std::string& path, ThumbnailReply completion) {
-  completion(std::nullopt, unsupported("thumbnail", path));
+  parts_->counters->count("thumbnail");
+  const auto item = parts_->resolver->resolve(path);
+  if (!item) return completion(std::nullopt, noSuchItemError(path));
+  parts_->thumbnails->start(item->path, abandoned_, std::move(completion));
 }
 
 std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string& path,

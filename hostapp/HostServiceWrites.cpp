@@ -116,6 +116,7 @@ class Move : public std::enable_shared_from_this<Move> {
     if (changed) {
       parts_->told->forget(path_);
       parts_->told->forget(destination_);
+      if (path_ != destination_) parts_->itemMoved(path_, destination_);
       if (progress_->totalUnitCount() == 0) progress_->setTotalUnitCount(1);
       progress_->setCompletedUnitCount(progress_->totalUnitCount());
     }
@@ -218,6 +219,7 @@ std::shared_ptr<NSProgress> HostService::deleteItemWithPath(const std::string& p
     if (!result) return reply(result.error());
     parts->told->forget(served);
     parts->watcher->removed(*before);
+    parts->itemRemoved(served);
     reply(std::nullopt);
   };
   parts_->work->start({path, progress, abandoned_, std::move(begin)}, std::move(end));

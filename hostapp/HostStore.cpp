@@ -13,6 +13,7 @@ CREATE TABLE IF NOT EXISTS settings(key TEXT PRIMARY KEY, value INTEGER) WITHOUT
 CREATE TABLE IF NOT EXISTS marks(kind INTEGER, name TEXT, path TEXT, folder INTEGER, created REAL,
                                  PRIMARY KEY(kind, name)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS folders(path TEXT PRIMARY KEY, inode INTEGER, views TEXT, snapshot BLOB);
+CREATE TABLE IF NOT EXISTS fields(path TEXT, name TEXT, value TEXT, PRIMARY KEY(path, name)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS changes(identifier TEXT PRIMARY KEY, kind INTEGER) WITHOUT ROWID;
 )";
 
@@ -66,6 +67,10 @@ std::vector<MarkedItem> HostStore::marks() {
 
 void HostStore::addMark(const MarkedItem& item) {
   const std::lock_guard lock(mutex_);
+  addMarkLocked(item);
+}
+
+void HostStore::addMarkLocked(const MarkedItem& item) {
   note(database_.prepare("INSERT OR REPLACE INTO marks VALUES(?,?,?,?,?)")
            .bind(1, static_cast<std::int64_t>(item.kind))
            .bind(2, item.name)
@@ -77,6 +82,18 @@ void HostStore::addMark(const MarkedItem& item) {
 
 void HostStore::removeMark(MarkKind kind, const std::string& name) {
   const std::lock_guard lock(mutex_);
+  removeMarkLocked(kind, name);
+}
+
+void HostStore::replaceMark(const MarkedItem& before, const MarkedItem& after) {
+  const std::lock_guard lock(mutex_);
+  Transaction transaction(database_);
+  removeMarkLocked(before.kind, before.name);
+  addMarkLocked(after);
+  note(transaction.commit());
+}
+
+void HostStore::removeMarkLocked(MarkKind kind, const std::string& name) {
   note(database_.prepare("DELETE FROM marks WHERE kind=? AND name=?")
            .bind(1, static_cast<std::int64_t>(kind))
            .bind(2, name)

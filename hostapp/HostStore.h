@@ -1,6 +1,7 @@
 #pragma once
 
 #include <expected>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,6 +34,9 @@ struct MarkedItem {
   NSDate created;
 };
 
+// What users have noted of one item, by name.
+using CustomFields = std::map<std::string, std::string>;
+
 struct StoredChange {
   std::string identifier;
   ChangeKind kind;
@@ -53,6 +57,15 @@ class HostStore {
   std::vector<MarkedItem> marks();
   void addMark(const MarkedItem& item);
   void removeMark(MarkKind kind, const std::string& name);
+  // In one step.
+  void replaceMark(const MarkedItem& before, const MarkedItem& after);
+
+  CustomFields fields(const std::string& path);
+  // An empty value removes the field.
+  void setField(const std::string& path, const std::string& name, const std::string& value);
+  // Those of an item and of all below it.
+  void moveFields(const std::string& from, const std::string& to);
+  void removeFields(const std::string& path);
 
   std::vector<StoredFolder> folders();
   // Keeps a folder that is listed for the first time until it is saved: it is on disk on return.
@@ -70,6 +83,8 @@ class HostStore {
  private:
   HostStore(Database database, const std::string& path)
       : log_(path + ".folders"), database_(std::move(database)) {}
+  void addMarkLocked(const MarkedItem& item);
+  void removeMarkLocked(MarkKind kind, const std::string& name);
   void note(bool succeeded) { failedWrites_ += succeeded ? 0 : 1; }
 
   FolderLog log_;

@@ -21,8 +21,9 @@ constexpr int kGatherMilliseconds = 15;
 
 }  // namespace
 
-InotifyWatch::InotifyWatch(std::function<void(FolderEvent)> handler)
+InotifyWatch::InotifyWatch(std::function<void(FolderEvent)> handler, std::uint32_t events)
     : handler_(std::move(handler)),
+      events_(events != 0 ? events : kMask),
       inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
       stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (inotify_ && stop_) thread_ = std::thread([this] { run(); });
@@ -39,7 +40,7 @@ bool InotifyWatch::add(const std::string& folder, int descriptor) {
   const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
   // Under the lock, so that the first event finds its folder.
   const std::lock_guard lock(mutex_);
-  const int watch = ::inotify_add_watch(inotify_.get(), link.c_str(), kMask);
+  const int watch = ::inotify_add_watch(inotify_.get(), link.c_str(), events_);
   if (watch < 0) return false;
   const auto known = watchByFolder_.find(folder);
   if (known != watchByFolder_.end() && known->second == watch) return true;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -19,7 +20,8 @@ namespace zelto {
 // THREAD: any.
 class InotifyWatch {
  public:
-  explicit InotifyWatch(std::function<void(FolderEvent)> handler);
+  // `events`: which (IN_…); 0: every change in a folder.
+  explicit InotifyWatch(std::function<void(FolderEvent)> handler, std::uint32_t events = 0);
   ~InotifyWatch();
   InotifyWatch(const InotifyWatch&) = delete;
   InotifyWatch& operator=(const InotifyWatch&) = delete;
@@ -37,6 +39,7 @@ class InotifyWatch {
   void dropLocked(const std::string& folder);
 
   const std::function<void(FolderEvent)> handler_;
+  const std::uint32_t events_;
   UniqueDescriptor inotify_;
   UniqueDescriptor stop_;
   mutable std::mutex mutex_;

@@ -25,6 +25,15 @@ struct Keys {
   DictionaryKey bookmarked{"bookmarked"};
   DictionaryKey offlineBookmark{"offlineBookmark"};
   DictionaryKey offlineShare{"offlineShare"};
+  DictionaryKey canOpenWithOfficeOnline{"canOpenWithOfficeOnline"};
+  DictionaryKey openWithOffice365{"openWithOffice365"};
+  DictionaryKey canShowCheckoutStatus{"canShowCheckoutStatus"};
+  DictionaryKey canCheckOut{"canCheckOut"};
+  DictionaryKey canCheckIn{"canCheckIn"};
+  DictionaryKey checkoutLabel{"checkoutLabel"};
+  DictionaryKey checkedOutByCurrentUser{"checkedOutByCurrentUser"};
+  DictionaryKey checkedOutByOtherUser{"checkedOutByOtherUser"};
+  DictionaryKey checkoutManager{"checkoutManager"};
 };
 
 const Keys& keys() {
@@ -39,12 +48,42 @@ void setTrue(NSDictionary& dictionary, const DictionaryKey& key, bool value) {
 NSDictionary named(int itemType, const std::string& name, const ListingContext& context) {
   const auto& k = keys();
   NSDictionary made;
-  made.reserve(10);
+  made.reserve(12);
   made.append(k.itemType, itemType);
   made.append(k.itemIdentifier, context.identifierPrefix + name);
   made.append(k.parentItemIdentifier, context.parentIdentifier);
   made.append(k.name, name);
   return made;
+}
+
+// Documents that office suites on the web open.
+bool isOfficeDocument(std::string_view mimeType) {
+  return mimeType.starts_with("application/vnd.openxmlformats-officedocument.") ||
+         mimeType.starts_with("application/vnd.oasis.opendocument.") || mimeType == "application/msword" ||
+         mimeType == "application/vnd.ms-excel" || mimeType == "application/vnd.ms-powerpoint";
+}
+
+void appendCheckout(NSDictionary& made, const BackendEntry& entry) {
+  if (!entry.stat.keepsCheckouts) return;
+  const auto& k = keys();
+  made.append(k.canShowCheckoutStatus, true);
+  if (!entry.checkout) return setTrue(made, k.canCheckOut, entry.stat.writable);
+  const auto& checkout = *entry.checkout;
+  made.append(k.checkoutLabel, checkoutLabel(checkout));
+  made.append(checkout.own ? k.checkedOutByCurrentUser : k.checkedOutByOtherUser, true);
+  setTrue(made, k.canCheckIn, checkout.own || checkout.mayManage);
+  setTrue(made, k.checkoutManager, checkout.mayManage);
+}
+
+void appendFile(NSDictionary& made, const BackendEntry& entry, bool offline) {
+  const auto& k = keys();
+  auto mimeType = mimeTypeForFilename(entry.name);
+  const bool office = !offline && isOfficeDocument(mimeType);
+  made.append(k.size, static_cast<std::int64_t>(entry.stat.size));
+  made.append(k.mimeType, std::move(mimeType));
+  setTrue(made, k.canOpenWithOfficeOnline, office);
+  setTrue(made, k.openWithOffice365, office);
+  if (!offline) appendCheckout(made, entry);
 }
 
 int itemTypeOf(EntryKind kind) {
@@ -71,8 +110,7 @@ NSDictionary fileDictionary(const BackendEntry& entry, const ListingContext& con
   made.append(k.dateModified, NSDate::fromTimespec(entry.stat.modified));
   switch (entry.stat.kind) {
     case EntryKind::file:
-      made.append(k.size, static_cast<std::int64_t>(entry.stat.size));
-      made.append(k.mimeType, mimeTypeForFilename(entry.name));
+      appendFile(made, entry, context.offline);
       break;
     case EntryKind::folder:
       made.append(k.isDir, true);

@@ -103,14 +103,15 @@ std::expected<NSDictionary, NSError> ItemResolver::dictionary(const std::string&
 std::expected<NSDictionary, NSError> ItemResolver::markedDictionary(const ServerPaths& paths,
                                                                     const ServerPath& parsed) const {
   const bool bookmark = parsed.area == ServerArea::bookmark;
-  const auto item = marks_->named(bookmark ? MarkKind::bookmark : MarkKind::offline, parsed.name);
+  auto item = marks_->named(bookmark ? MarkKind::bookmark : MarkKind::offline, parsed.name);
   if (!item) return std::unexpected(noSuchItemError(parsed.name));
+  auto entry = backend_->stat(item->path);
+  if (!entry) return std::unexpected(entry.error());
   if (bookmark) {
+    item->isFolder = entry->stat.kind == EntryKind::folder;
     return bookmarkDictionary(*item, paths.bookmarksIdentifier(), paths.linkTarget(item->path),
                               marks_->flags(item->path).offline);
   }
-  auto entry = backend_->stat(item->path);
-  if (!entry) return std::unexpected(entry.error());
   entry->name = item->name;
   return fileDictionary(*entry, contextBelow(paths.offlineFilesIdentifier(), true), {});
 }

@@ -37,20 +37,18 @@ DictionaryList Listings::shares() {
 }
 
 DictionaryList Listings::bookmarks() {
-  DictionaryList bookmarks;
-  const auto paths = parts_.mode->paths();
-  for (const auto& item : parts_.marks->all(MarkKind::bookmark)) {
-    bookmarks.push_back(bookmarkDictionary(item, paths->bookmarksIdentifier(), paths->linkTarget(item.path),
-                                           parts_.marks->flags(item.path).offline));
-  }
-  return bookmarks;
+  return marked(MarkKind::bookmark, parts_.mode->paths()->bookmarksIdentifier());
 }
 
 DictionaryList Listings::offlineFiles() {
-  DictionaryList items;
-  const auto container = parts_.mode->paths()->offlineFilesIdentifier();
-  const auto marks = parts_.marks->all(MarkKind::offline);
+  return marked(MarkKind::offline, parts_.mode->paths()->offlineFilesIdentifier());
+}
+
+// A mark whose item is not there is not shown; it shows again when the item comes back.
+DictionaryList Listings::marked(MarkKind kind, const std::string& container) {
+  const auto marks = parts_.marks->all(kind);
   watchParents(marks);
+  DictionaryList items;
   for (const auto& item : marks) {
     auto dictionary = parts_.resolver->dictionary(container + "/" + item.name);
     if (dictionary) items.push_back(std::move(*dictionary));
@@ -58,14 +56,11 @@ DictionaryList Listings::offlineFiles() {
   return items;
 }
 
-// An offline item's changes show in the folder that it really lies in.
+// A marked item's changes show in the folder that it really lies in.
 void Listings::watchParents(const std::vector<MarkedItem>& items) {
   std::set<std::string> folders;
   for (const auto& item : items) folders.insert(splitPath(item.path).folder);
-  for (const auto& folder : folders) {
-    auto listing = parts_.watcher->beginListing(folder, std::string(kNoView));
-    parts_.watcher->finishListing(listing, parts_.backend->list(folder));
-  }
+  for (const auto& folder : folders) parts_.watcher->watchUnlisted(folder);
 }
 
 DictionaryList Listings::directory(const std::string& identifier) {

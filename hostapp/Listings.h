@@ -37,6 +37,7 @@ class Listings {
  private:
   DictionaryList rootItems();
   DictionaryList folder(const std::string& identifier, const ResolvedItem& item);
+  DictionaryList marked(MarkKind kind, const std::string& container);
   void complain(const std::string& folder, const std::vector<std::string>& names);
   void watchParents(const std::vector<MarkedItem>& items);
 

@@ -9,7 +9,9 @@
 #include "hostapp/BackendErrors.h"
 #include "hostapp/LocalFile.h"
 #include "hostapp/LocalPlace.h"
+#include "hostapp/LocalShareRecords.h"
 #include "hostapp/LocalStat.h"
+#include "hostapp/ReservedName.h"
 #include "hostapp/TemporaryName.h"
 
 namespace zelto {
@@ -43,11 +45,21 @@ std::expected<std::shared_ptr<LocalFolderBackend>, NSError> LocalFolderBackend::
     const std::string& folder, std::shared_ptr<HiddenPlaces> hidden) {
   auto root = BeneathFolder::open(folder);
   if (!root) return std::unexpected(backendError(root.error(), folder));
-  return std::shared_ptr<LocalFolderBackend>(new LocalFolderBackend(std::move(*root), std::move(hidden)));
+  auto second = BeneathFolder::open(folder);
+  if (!second) return std::unexpected(backendError(second.error(), folder));
+  auto records = std::make_shared<LocalShareRecords>(std::move(*second));
+  return std::shared_ptr<LocalFolderBackend>(
+      new LocalFolderBackend(std::move(*root), std::move(hidden), std::move(records)));
+}
+
+std::expected<UniqueDescriptor, int> LocalFolderBackend::openFolder(const std::string& folder,
+                                                                    int flags) const {
+  if (hasReservedName(folder)) return std::unexpected(ENOENT);
+  return root_.openFolder(folder, flags);
 }
 
 std::expected<BackendListing, NSError> LocalFolderBackend::list(const std::string& folder) {
-  auto opened = root_.openFolder(folder, O_RDONLY);
+  auto opened = openFolder(folder, O_RDONLY);
   if (!opened) return std::unexpected(backendError(opened.error(), folder));
   auto directory = directoryOf(std::move(*opened), folder);
   if (!directory) return std::unexpected(directory.error());
@@ -58,7 +70,7 @@ std::expected<BackendListing, NSError> LocalFolderBackend::list(const std::strin
     errno = 0;
     const dirent* found = ::readdir(directory->get());
     if (found == nullptr) break;
-    if (isDotName(found->d_name) || !isServedKind(found->d_type)) continue;
+    if (isDotName(found->d_name) || isReservedName(found->d_name) || !isServedKind(found->d_type)) continue;
     const std::string name = found->d_name;
     if (isTemporaryName(name)) {
       temporary.push_back(name);
@@ -83,7 +95,7 @@ std::expected<BackendEntry, NSError> LocalFolderBackend::stat(const std::string&
 
 std::expected<std::vector<std::optional<BackendEntry>>, NSError> LocalFolderBackend::statNames(
     const std::string& folder, const std::vector<std::string>& names) {
-  auto opened = root_.openFolder(folder, O_PATH);
+  auto opened = openFolder(folder, O_PATH);
   if (!opened) return std::unexpected(backendError(opened.error(), folder));
   const LocalStat look(opened->get());
   std::vector<std::optional<BackendEntry>> found;
@@ -98,7 +110,7 @@ std::expected<std::vector<std::optional<BackendEntry>>, NSError> LocalFolderBack
 
 std::expected<std::unique_ptr<BackendFile>, NSError> LocalFolderBackend::open(const std::string& path) {
   auto split = splitPath(path);
-  auto folder = root_.openFolder(split.folder, O_PATH);
+  auto folder = openFolder(split.folder, O_PATH);
   if (!folder) return std::unexpected(backendError(folder.error(), path));
   if (!isEntryName(split.name)) return std::unexpected(noSuchItemError(path));
   const auto entry = LocalStat(folder->get()).entry(split.name);
@@ -119,13 +131,13 @@ std::expected<std::unique_ptr<BackendFile>, NSError> LocalFolderBackend::open(co
 void LocalFolderBackend::setChangeHandler(std::function<void(FolderEvent)> handler) {
   if (!handler) return watch_.reset();
   watch_ = std::make_unique<InotifyWatch>([report = std::move(handler)](FolderEvent event) {
-    if (!isTemporaryName(event.name)) report(std::move(event));
+    if (!isTemporaryName(event.name) && !isReservedName(event.name)) report(std::move(event));
   });
 }
 
 bool LocalFolderBackend::watch(const std::string& folder) {
   if (!watch_) return false;
-  const auto opened = root_.openFolder(folder, O_PATH);
+  const auto opened = openFolder(folder, O_PATH);
   return opened && watch_->add(folder, opened->get());
 }
 

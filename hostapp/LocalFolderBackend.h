@@ -35,19 +35,24 @@ class LocalFolderBackend : public ServerBackend {
   std::expected<BackendEntry, NSError> move(const std::string& path, const std::string& destination) override;
   std::expected<std::unique_ptr<BackendWork>, NSError> moveByCopying(const std::string& path,
                                                                      const std::string& destination) override;
+  std::shared_ptr<ShareRecords> records() override { return records_; }
   void setChangeHandler(std::function<void(FolderEvent)> handler) override;
   bool watch(const std::string& folder) override;
   void unwatch(const std::string& folder) override;
 
  private:
-  LocalFolderBackend(BeneathFolder root, std::shared_ptr<HiddenPlaces> hidden)
-      : root_(std::move(root)), hidden_(std::move(hidden)) {}
+  LocalFolderBackend(BeneathFolder root, std::shared_ptr<HiddenPlaces> hidden,
+                     std::shared_ptr<ShareRecords> records)
+      : root_(std::move(root)), hidden_(std::move(hidden)), records_(std::move(records)) {}
+  // A folder that is served. ERRORS: errno values.
+  std::expected<UniqueDescriptor, int> openFolder(const std::string& folder, int flags) const;
   // ERRORS: errno values.
   int removeWhatWasLeftIn(const std::string& folder);
   void sweep(int folder, const std::string& path, const std::vector<std::string>& names);
 
   BeneathFolder root_;
   const std::shared_ptr<HiddenPlaces> hidden_;
+  const std::shared_ptr<ShareRecords> records_;
   std::unique_ptr<InotifyWatch> watch_;
 };
 

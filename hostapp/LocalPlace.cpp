@@ -7,19 +7,21 @@
 
 #include "hostapp/BackendErrors.h"
 #include "hostapp/LocalStat.h"
+#include "hostapp/ReservedName.h"
 #include "hostapp/TemporaryName.h"
 
 namespace zelto {
 
 bool isEntryName(const std::string& name) {
   return isRelativePath(name) && name.find('/') == std::string::npos && isUsableName(name) &&
-         !isTemporaryName(name);
+         !isTemporaryName(name) && !isReservedName(name);
 }
 
 std::expected<LocalPlace, NSError> LocalPlace::open(const BeneathFolder& root, const std::string& path) {
   auto split = splitPath(path);
   if (!isEntryName(split.name)) return std::unexpected(writeError(EINVAL, path));
   if (split.name.size() > NAME_MAX) return std::unexpected(writeError(ENAMETOOLONG, path));
+  if (hasReservedName(split.folder)) return std::unexpected(writeError(ENOENT, split.folder));
   auto folder = root.openFolder(split.folder, O_RDONLY);
   if (!folder) {
     const int code = folder.error() == EXDEV ? ENOENT : folder.error();

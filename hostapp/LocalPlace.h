@@ -16,7 +16,7 @@ struct LocalPlace {
   std::string path;
 
   // ERRORS: those of `writeError`: no such folder, a folder that cannot be written, a name that the server
-  // cannot hold (empty, not UTF-8, a temporary one, longer than 255 bytes).
+  // cannot hold (empty, not UTF-8, a temporary or reserved one, longer than 255 bytes).
   static std::expected<LocalPlace, NSError> open(const BeneathFolder& root, const std::string& path);
 
   // Opens what is there, whatever it is, for looking at it only. ERRORS: errno values.
@@ -24,7 +24,8 @@ struct LocalPlace {
   BackendEntry entry(int descriptor) const;
 };
 
-// Whether the name can be that of an entry: a single component, UTF-8, not a temporary one.
+// Whether the name can be that of an entry: a single component, UTF-8, neither a temporary nor a reserved
+// one.
 bool isEntryName(const std::string& name);
 
 }  // namespace zelto

@@ -25,6 +25,11 @@ class MarkActions {
   std::optional<NSError> add(MarkKind kind, const std::string& identifier);
   std::optional<NSError> remove(MarkKind kind, const std::string& identifier);
 
+  // This host itself has moved or removed an item, by its path on the server: its marks and those below it go
+  // along.
+  void itemMoved(const std::string& from, const std::string& to);
+  void itemRemoved(const std::string& path);
+
  private:
   const std::shared_ptr<ServerBackend> backend_;
   const std::shared_ptr<MarkedItems> marks_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "hostapp/BeneathFolder.h"
+#include "hostapp/ServerPaths.h"
 #include "platform/foundation/Path.h"
 
 namespace zelto {
@@ -101,14 +102,14 @@ std::optional<MarkedItem> MarkedItems::add(MarkKind kind, const std::string& pat
     if (std::count_if(items_.begin(), items_.end(), same) >= static_cast<std::ptrdiff_t>(kMostItems)) {
       return std::nullopt;
     }
-    item.name = freeName(kind, path, isFolder);
+    item.name = freeNameLocked(kind, path, isFolder);
     items_.insert(std::upper_bound(items_.begin(), items_.end(), item, inOrder), item);
   }
   store_->addMark(item);
   return item;
 }
 
-std::string MarkedItems::freeName(MarkKind kind, const std::string& path, bool isFolder) const {
+std::string MarkedItems::freeNameLocked(MarkKind kind, const std::string& path, bool isFolder) const {
   const auto taken = [this, kind](const std::string& name) {
     return std::any_of(items_.begin(), items_.end(), [kind, &name](const MarkedItem& item) {
       return item.kind == kind && item.name == name;
@@ -133,6 +134,49 @@ std::optional<MarkedItem> MarkedItems::remove(MarkKind kind, std::string_view pa
   }
   store_->removeMark(kind, removed->name);
   return removed;
+}
+
+std::vector<MarkedItem> MarkedItems::atOrBelow(std::string_view path) const {
+  const std::lock_guard lock(mutex_);
+  std::vector<MarkedItem> found;
+  std::copy_if(items_.begin(), items_.end(), std::back_inserter(found),
+               [path](const MarkedItem& item) { return liesIn(item.path, path); });
+  return found;
+}
+
+std::vector<MarkedItem> MarkedItems::removeAtOrBelow(std::string_view path) {
+  std::vector<MarkedItem> removed;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto gone = std::stable_partition(
+        items_.begin(), items_.end(), [path](const MarkedItem& item) { return !liesIn(item.path, path); });
+    removed.assign(gone, items_.end());
+    items_.erase(gone, items_.end());
+  }
+  for (const auto& item : removed) store_->removeMark(item.kind, item.name);
+  return removed;
+}
+
+std::vector<MovedMark> MarkedItems::moved(std::string_view from, const std::string& to) {
+  std::vector<MovedMark> moves;
+  const auto oldName = splitPath(from).name;
+  const auto newName = splitPath(to).name;
+  {
+    const std::lock_guard lock(mutex_);
+    for (auto& item : items_) {
+      if (!liesIn(item.path, from)) continue;
+      const auto before = item;
+      item.path = to + before.path.substr(from.size());
+      if (before.path == from && oldName != newName) {
+        item.name.clear();
+        item.name = freeNameLocked(item.kind, item.path, item.isFolder);
+      }
+      moves.push_back({before, item});
+    }
+    std::sort(items_.begin(), items_.end(), inOrder);
+  }
+  for (const auto& [before, after] : moves) store_->replaceMark(before, after);
+  return moves;
 }
 
 }  // namespace zelto

@@ -18,6 +18,11 @@ struct MarkFlags {
   bool offline = false;
 };
 
+struct MovedMark {
+  MarkedItem before;
+  MarkedItem after;
+};
+
 // Bookmarks and offline items: in memory, and written through to the store.
 // THREAD: any.
 class MarkedItems {
@@ -37,8 +42,15 @@ class MarkedItems {
   // The item that was removed.
   std::optional<MarkedItem> remove(MarkKind kind, std::string_view path);
 
+  // The marks of a path and of everything below it.
+  std::vector<MarkedItem> atOrBelow(std::string_view path) const;
+  std::vector<MarkedItem> removeAtOrBelow(std::string_view path);
+  // An item has another path now: its marks, and those below it, follow. One that was named after the item is
+  // given the new name. REQUIRES: nothing is marked at or below the new path.
+  std::vector<MovedMark> moved(std::string_view from, const std::string& to);
+
  private:
-  std::string freeName(MarkKind kind, const std::string& path, bool isFolder) const;
+  std::string freeNameLocked(MarkKind kind, const std::string& path, bool isFolder) const;
 
   const std::shared_ptr<HostStore> store_;
   mutable std::mutex mutex_;

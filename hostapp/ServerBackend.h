@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "hostapp/Checkout.h"
+#include "hostapp/ShareRecords.h"
 #include "platform/foundation/NSDate.h"
 #include "platform/foundation/NSError.h"
 
@@ -26,12 +28,15 @@ struct EntryStat {
   std::timespec modified{};
   std::timespec changed{};  // moves with every change of content or attributes
   std::uint64_t inode = 0;
+  std::uint32_t checkout = 0;   // another value for another state of check-out
+  bool keepsCheckouts = false;  // a file that can be checked out by who may write it
 };
 
 struct BackendEntry {
   std::string name;
   EntryStat stat;
-  std::string linkTarget;  // of a symbolic link
+  std::string linkTarget;                      // of a symbolic link
+  std::shared_ptr<const Checkout> checkout{};  // of a file that is checked out
 };
 
 struct BackendListing {
@@ -125,7 +130,10 @@ class ServerBackend {
   virtual std::expected<std::unique_ptr<BackendWork>, NSError> moveByCopying(
       const std::string& path, const std::string& destination) = 0;
 
-  // The handler runs on the backend's own thread; an empty one ends the events and forgets the watches.
+  // Where hosts keep what they have in common; null where this server cannot keep that.
+  virtual std::shared_ptr<ShareRecords> records() { return nullptr; }
+
+  // The handler runs on threads of the backend's own; an empty one ends the events and forgets the watches.
   // REQUIRES: no other call of the backend meanwhile.
   virtual void setChangeHandler(std::function<void(FolderEvent)> handler) = 0;
   // False when the folder cannot be watched (gone, or the system's limit is reached).

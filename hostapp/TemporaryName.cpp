@@ -26,11 +26,6 @@ UniqueDescriptor newFile(int folder, const std::string& name) {
   return UniqueDescriptor(::openat(folder, name.c_str(), kFlags, 0644));
 }
 
-UniqueDescriptor newFolder(int folder, const std::string& name) {
-  if (::mkdirat(folder, name.c_str(), 0700) != 0) return {};
-  return UniqueDescriptor(::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-}
-
 }  // namespace
 
 bool isTemporaryName(const std::string& name) { return isUnfinishedName(name); }
@@ -45,11 +40,14 @@ std::expected<TemporaryEntry, int> TemporaryEntry::makeFile(int folder) {
 }
 
 std::expected<TemporaryEntry, int> TemporaryEntry::makeFolder(int folder) {
-  const std::string name = std::string(kUnfinishedPrefix) + newUuidName();
-  auto made = newFolder(folder, name);
-  if (!made) return std::unexpected(errno);
-  if (!isStillThere(made.get())) return std::unexpected(EAGAIN);
-  return TemporaryEntry(folder, name, std::move(made), false);
+  for (;;) {
+    const std::string name = std::string(kUnfinishedPrefix) + newUuidName();
+    if (::mkdirat(folder, name.c_str(), 0700) != 0) return std::unexpected(errno);
+    UniqueDescriptor made(::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    // Whoever cleans up may be faster than the open, or than the lock.
+    if (!made && errno != ENOENT) return std::unexpected(errno);
+    if (made && isStillThere(made.get())) return TemporaryEntry(folder, name, std::move(made), false);
+  }
 }
 
 TemporaryEntry::~TemporaryEntry() {

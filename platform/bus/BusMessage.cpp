@@ -52,6 +52,13 @@ int append(sd_bus_message* message, const BusArgument& argument) {
       }
       return result < 0 ? result : sd_bus_message_close_container(message);
     }
+    int operator()(const BusOptions& options) const {
+      int result = sd_bus_message_open_container(message, 'a', "{sv}");
+      for (auto option = options.texts.begin(); result >= 0 && option != options.texts.end(); ++option) {
+        result = sd_bus_message_append(message, "{sv}", option->first.c_str(), "s", option->second.c_str());
+      }
+      return result < 0 ? result : sd_bus_message_close_container(message);
+    }
   };
   return std::visit(Appender{message}, argument);
 }
@@ -112,6 +119,35 @@ int readStrings(sd_bus_message* message, BusArguments& into) {
   return sd_bus_message_exit_container(message) < 0 ? -EBADMSG : 1;
 }
 
+// One entry of a dictionary; a value that is no text is left out.
+int readOption(sd_bus_message* message, BusOptions& options) {
+  const char* name = nullptr;
+  const char* contents = nullptr;
+  const char* text = nullptr;
+  char type = 0;
+  int result = sd_bus_message_read_basic(message, 's', &name);
+  if (result >= 0) result = sd_bus_message_peek_type(message, &type, &contents);
+  if (result < 0) return result;
+  if (std::string_view(contents) != "s") {
+    result = sd_bus_message_skip(message, "v");
+  } else if ((result = sd_bus_message_read(message, "v", "s", &text)) >= 0) {
+    options.texts.insert_or_assign(name, text);
+  }
+  return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+int readOptions(sd_bus_message* message, BusArguments& into) {
+  BusOptions options;
+  int result = sd_bus_message_enter_container(message, 'a', "{sv}");
+  while (result >= 0 && (result = sd_bus_message_enter_container(message, 'e', "sv")) > 0) {
+    if (options.texts.size() == kMostStrings) return -EMSGSIZE;
+    result = readOption(message, options);
+  }
+  if (result < 0) return result;
+  into.emplace_back(std::move(options));
+  return sd_bus_message_exit_container(message) < 0 ? -EBADMSG : 1;
+}
+
 int readOne(sd_bus_message* message, BusType type, BusArguments& into) {
   switch (type) {
     case BusType::string:
@@ -134,6 +170,8 @@ int readOne(sd_bus_message* message, BusType type, BusArguments& into) {
       return readDescriptor(message, into);
     case BusType::strings:
       return readStrings(message, into);
+    case BusType::options:
+      return readOptions(message, into);
   }
   return -EINVAL;
 }

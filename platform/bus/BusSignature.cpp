@@ -19,9 +19,9 @@ struct SignatureEntry {
 };
 // In the order of the alternatives of BusArgument.
 constexpr SignatureEntry kSignatures[] = {
-    {BusType::string, "s"},     {BusType::bytes, "ay"},  {BusType::boolean, "b"}, {BusType::int32, "i"},
-    {BusType::uint32, "u"},     {BusType::int64, "x"},   {BusType::uint64, "t"},  {BusType::real, "d"},
-    {BusType::descriptor, "h"}, {BusType::strings, "as"}};
+    {BusType::string, "s"},     {BusType::bytes, "ay"},   {BusType::boolean, "b"},    {BusType::int32, "i"},
+    {BusType::uint32, "u"},     {BusType::int64, "x"},    {BusType::uint64, "t"},     {BusType::real, "d"},
+    {BusType::descriptor, "h"}, {BusType::strings, "as"}, {BusType::options, "a{sv}"}};
 static_assert(std::size(kSignatures) == std::variant_size_v<BusArgument>);
 
 std::optional<std::string> badContent(const BusArgument& argument) {
@@ -31,6 +31,12 @@ std::optional<std::string> badContent(const BusArgument& argument) {
   if (const auto* texts = std::get_if<std::vector<std::string>>(&argument);
       texts != nullptr && !std::ranges::all_of(*texts, isBusString)) {
     return "has an entry that is not UTF-8 text";
+  }
+  if (const auto* options = std::get_if<BusOptions>(&argument);
+      options != nullptr && !std::ranges::all_of(options->texts, [](const auto& option) {
+        return isBusString(option.first) && isBusString(option.second);
+      })) {
+    return "has an option that is not UTF-8 text";
   }
   if (const auto* descriptor = std::get_if<std::shared_ptr<UniqueDescriptor>>(&argument);
       descriptor != nullptr && (*descriptor == nullptr || !**descriptor)) {

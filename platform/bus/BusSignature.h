@@ -10,7 +10,19 @@
 namespace zelto {
 
 // The D-Bus types that arguments may have; the letters are those of a signature.
-enum class BusType { string, bytes, boolean, int32, uint32, int64, uint64, real, descriptor, strings };
+enum class BusType {
+  string,
+  bytes,
+  boolean,
+  int32,
+  uint32,
+  int64,
+  uint64,
+  real,
+  descriptor,
+  strings,
+  options
+};
 
 // The types in a signature of our letters; nothing when it has another letter or more than 32 types.
 std::optional<std::vector<BusType>> typesOfSignature(std::string_view signature);

@@ -92,7 +92,16 @@ inline std::string importerOf(std::string_view domain) { return std::string(doma
 //                        calls ({operation: count} since the start), bytesSent (content bytes handed over)
 //   SetMode(b useMyFiles, b useOfflineFiles)
 //   AddBookmark(s identifier), RemoveBookmark(s identifier), MakeOffline(s identifier), RemoveOffline(s
-//   identifier) Shutdown()
+//   identifier)
+//   CheckOut(s identifier), CheckIn(s identifier)
+//   CheckoutStatus(s identifier) -> s   JSON: user, since (seconds since 1970), own (bool), label; empty for
+//   a
+//                        file that is not checked out
+//   CustomFields(s identifier) -> s     JSON: the fields' values by name
+//   SetCustomField(s identifier, s name, s value)   an empty value removes the field
+//   LastNotice() -> s    JSON: title, text, shown (seconds since 1970) of what was last shown to the user;
+//                        empty when nothing was
+//   Shutdown()
 namespace hostcontrol {
 
 inline constexpr std::string_view kInterface = "it.pellam.Zelto.Host1";

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <expected>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,10 +20,14 @@ namespace zelto {
 struct BusBytes {
   std::string bytes;
 };
+// What others' interfaces take as options (a{sv}); only texts are written, and only texts are read.
+struct BusOptions {
+  std::map<std::string, std::string> texts;
+};
 using BusArgument =
     std::variant<std::string, BusBytes, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
-                 double, std::shared_ptr<UniqueDescriptor>, std::vector<std::string>>;
-// Signature letters: s, ay, b, i, u, x, t, d, h, as.
+                 double, std::shared_ptr<UniqueDescriptor>, std::vector<std::string>, BusOptions>;
+// Signature letters: s, ay, b, i, u, x, t, d, h, as, a{sv}.
 using BusArguments = std::vector<BusArgument>;
 
 struct BusMethodCall {

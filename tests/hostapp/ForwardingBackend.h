@@ -43,6 +43,7 @@ class ForwardingBackend : public ServerBackend {
       const std::string& path, const std::string& destination) override {
     return inner_->moveByCopying(path, destination);
   }
+  std::shared_ptr<ShareRecords> records() override { return inner_->records(); }
   void setChangeHandler(std::function<void(FolderEvent)> handler) override {
     inner_->setChangeHandler(std::move(handler));
   }

@@ -4,6 +4,7 @@
 #include "platform/foundation/NSJSONSerialization.h"
 #include "tests/bus/PrivateBus.h"
 #include "tests/hostapp/HostFixture.h"
+#include "tests/hostapp/Pictures.h"
 #include "tests/hostapp/StandInProvider.h"
 
 namespace zelto::test {
@@ -198,6 +199,109 @@ TEST_F(HostConnectionTest, TheBusControlsTheHost) {
   EXPECT_TRUE(eventually([this] { return provider.disconnects == 1; }));
 }
 
+// As the extension asks for them, one way each; what they do shows in the answers that follow.
+TEST_F(HostConnectionTest, ActionsGoOverTheConnection) {
+  server.write("share/picture.jpg", turned(picture("jpeg", 600, 300)));
+  options.useMyFiles = true;
+  options.useOfflineFiles = true;
+  options.user = "anna";
+  provider.appear();
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  const std::string item = "/MY_FILES/share/picture.jpg";
+  const auto listed = [this](auto ask) {
+    auto [reply, future] = awaited<DictionaryList>();
+    ask(*provider.server(), std::move(reply));
+    return std::get<0>(future.get());
+  };
+  const auto ask = [&](void (ZeltoFileProviderServerInterface::*list)(ListReply)) {
+    return listed([list](auto& served, ListReply reply) { (served.*list)(std::move(reply)); });
+  };
+  const auto awaitItem = [&](const char* key) {
+    return eventually([&] {
+      const auto items = listed([](auto& served, ListReply reply) {
+        served.metadataForDirectory("/MY_FILES/share", false, std::move(reply));
+      });
+      const auto* found = named(items, "picture.jpg");
+      return found != nullptr && isTrue(*found, key);
+    });
+  };
+  const auto served = provider.server();
+  served->addBookmarkForPath(item);
+  EXPECT_TRUE(awaitItem("bookmarked"));
+  const auto bookmarks = ask(&ZeltoFileProviderServerInterface::metadataForBookmarksWithCompletion);
+  ASSERT_EQ(1U, bookmarks.size());
+  EXPECT_EQ("../MY_FILES/share/picture.jpg", textOf(bookmarks.front(), "targetPath"));
+  served->makeAvailableOfflineForPath(item);
+  EXPECT_TRUE(awaitItem("offlineBookmark"));
+  EXPECT_EQ(1U, ask(&ZeltoFileProviderServerInterface::metadataForRootOfflineFilesWithCompletion).size());
+  served->makeAvailableOfflineForPath("/MY_FILES/share");
+  EXPECT_TRUE(eventually([&] {
+    return isTrue(ask(&ZeltoFileProviderServerInterface::metadataForSharesWithCompletion).front(),
+                  "offlineShare");
+  }));
+  served->checkOutFileAtPath(item);
+  EXPECT_TRUE(awaitItem("checkedOutByCurrentUser"));
+  served->checkInFileAtPath(item);
+  EXPECT_TRUE(awaitItem("canCheckOut"));
+  served->removeBookmarkForPath(item);
+  EXPECT_TRUE(eventually(
+      [&] { return ask(&ZeltoFileProviderServerInterface::metadataForBookmarksWithCompletion).empty(); }));
+  auto [reply, future] = awaited<std::optional<NSData>, std::optional<NSError>>();
+  served->thumbnailForPath(item, std::move(reply));
+  const auto [data, error] = future.get();
+  ASSERT_TRUE(data) << error->localizedDescription();
+  const auto image = decodedPicture(data->text());
+  EXPECT_EQ(128, gdk_pixbuf_get_width(image.get()));
+  EXPECT_EQ(256, gdk_pixbuf_get_height(image.get()));
+}
+
+TEST_F(HostConnectionTest, TheBusAsksForWhatWasShown) {
+  options.useMyFiles = true;
+  options.user = "anna";
+  startHost();
+  const std::string file = "/MY_FILES/share/file";
+  EXPECT_EQ("{}", std::get<std::string>(control("LastNotice")->front()));
+  EXPECT_TRUE(control("SetCustomField", "sss", {file, std::string("Project"), std::string("Bridge")}));
+  EXPECT_EQ(R"({"Project":"Bridge"})", std::get<std::string>(control("CustomFields", "s", {file})->front()));
+  EXPECT_FALSE(control("SetCustomField", "sss", {file, std::string(), std::string("x")}));
+  EXPECT_EQ("{}", std::get<std::string>(control("CheckoutStatus", "s", {file})->front()));
+  EXPECT_TRUE(control("CheckOut", "s", {file}));
+  const auto state = NSJSONSerialization::valueWithString(
+      std::get<std::string>(control("CheckoutStatus", "s", {file})->front()));
+  EXPECT_EQ("anna", textOf(*state->asDictionary(), "user"));
+  EXPECT_TRUE(control("CheckIn", "s", {file}));
+  EXPECT_FALSE(control("CheckOut", "s", {std::string("/MY_FILES/share/none")}));
+}
+
+// The desktop's part of the conversation.
+TEST_F(HostConnectionTest, NoticesReachTheDesktop) {
+  std::promise<BusArguments> shown;
+  auto desktop = *SessionBus::connect();
+  BusInterface notifications{"org.freedesktop.Notifications", {}, {}};
+  notifications.methods.push_back(
+      {"Notify", "susssasa{sv}i", "u", [&shown](const BusMethodCall& call, BusReply reply) {
+         shown.set_value(call.arguments);
+         reply(BusArguments{std::uint32_t{1}});
+       }});
+  ASSERT_FALSE(desktop->exportObject("/org/freedesktop/Notifications", notifications));
+  ASSERT_FALSE(desktop->requestName("org.freedesktop.Notifications"));
+  provider.appear();
+  options.useMyFiles = true;
+  startHost();
+  ASSERT_TRUE(awaitConnections(1));
+  ASSERT_TRUE(control("SetCustomField", "sss",
+                      {std::string("/MY_FILES/share/file"), std::string("A&B"), std::string("<x>")}));
+  provider.server()->showCustomFieldsForPath("/MY_FILES/share/file");
+  const auto arguments = shown.get_future().get();
+  EXPECT_EQ("Zelto", std::get<std::string>(arguments[0]));
+  EXPECT_EQ("file", std::get<std::string>(arguments[3]));
+  EXPECT_EQ("A&amp;B: &lt;x&gt;", std::get<std::string>(arguments[4]));
+  const auto last =
+      NSJSONSerialization::valueWithString(std::get<std::string>(control("LastNotice")->front()));
+  EXPECT_EQ("A&B: <x>", textOf(*last->asDictionary(), "text"));
+}
+
 TEST(HostOptionsTest, SaysWhatIsWrong) {
   const auto parse = [](std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "zelto-host");
@@ -212,6 +316,20 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
   EXPECT_EQ("d_1", full->domain);
   EXPECT_EQ(true, full->useMyFiles);
   EXPECT_EQ(false, full->useOfflineFiles);
+  const auto office = parse({"--folder", "/srv", "--user", "anna", "--manage-checkouts", "--office-online",
+                             "https://o/{path}", "--open-command", "/bin/true"});
+  ASSERT_TRUE(office);
+  EXPECT_EQ("anna", office->user);
+  EXPECT_TRUE(office->mayManageCheckouts);
+  EXPECT_EQ("https://o/{path}", office->officeOnline);
+  EXPECT_EQ("/bin/true", office->openCommand);
+  ::setenv("ZELTO_OFFICE_365", "https://o365/", 1);
+  ::setenv("ZELTO_USER", "bob", 1);
+  EXPECT_EQ("https://o365/", parse({"--folder", "/srv"})->office365);
+  EXPECT_EQ("anna", parse({"--folder", "/srv", "--user", "anna"})->user);
+  ::setenv("ZELTO_USER", "\n", 1);
+  EXPECT_FALSE(parse({"--folder", "/srv"}));
+  ::unsetenv("ZELTO_USER");
   EXPECT_FALSE(parse({"--folder", "/srv"})->useMyFiles.has_value());
   for (const auto& bad : std::vector<std::vector<std::string>>{{},
                                                                {"--folder"},
@@ -219,6 +337,9 @@ TEST(HostOptionsTest, SaysWhatIsWrong) {
                                                                {"--folder", "/srv", "--my-files", "maybe"},
                                                                {"--folder", "/srv", "--domain", "../x"},
                                                                {"--folder", "/srv", "--domain", "2nd"},
+                                                               {"--folder", "/srv", "--user", ""},
+                                                               {"--folder", "/srv", "--user", "a\nb"},
+                                                               {"--folder", "/srv", "--office-365", "office"},
                                                                {"--unknown"}}) {
     EXPECT_FALSE(parse(bad));
   }

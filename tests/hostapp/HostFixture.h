@@ -72,21 +72,31 @@ inline const NSDictionary* named(const DictionaryList& list, std::string_view na
   return nullptr;
 }
 
-// The host's parts over a folder of shares. Restarting keeps folder and store.
-class HostFixture : public ::testing::Test {
- protected:
-  void TearDown() override { stop(); }
+// One host's parts over a folder of shares. Restarting keeps folder and store.
+class TestHost {
+ public:
+  explicit TestHost(const ServerFolder& shares, std::string name = "host")
+      : shares_(shares), name_(std::move(name)) {}
+  ~TestHost() { stop(); }
+  TestHost(const TestHost&) = delete;
+  TestHost& operator=(const TestHost&) = delete;
 
   void start(HostMode mode = {true, true}) {
-    auto backend = LocalFolderBackend::serving(server.root());
-    auto store = HostStore::open(server.own("host.db"));
+    auto backend = LocalFolderBackend::serving(shares_.root());
+    auto store = HostStore::open(shares_.own(name_ + ".db"));
     ASSERT_TRUE(backend && store);
     std::shared_ptr<ServerBackend> served = *backend;
     if (changesWhileRead > 0) served = std::make_shared<RestlessBackend>(served, changesWhileRead);
     if (wrap) served = wrap(served);
     if (!(*store)->mode()) (*store)->setMode(mode);
-    parts = HostParts::make({served, *store, std::make_shared<LogFile>(server.own("host.log")), plainNames(),
-                             server.group() + "/host", [this] { ++signals; }});
+    HostParts::Given given{served,
+                           *store,
+                           std::make_shared<LogFile>(shares_.own(name_ + ".log")),
+                           plainNames(),
+                           shares_.group() + "/" + name_,
+                           [this] { ++signals; }};
+    if (adjust) adjust(given);
+    parts = HostParts::make(std::move(given));
     parts->watcher->start();
     service = std::make_shared<HostService>(parts, ++connection);
     ASSERT_TRUE(eventually([this] { return parts->watcher->counts().folders > 0; }));
@@ -110,6 +120,20 @@ class HostFixture : public ::testing::Test {
     const auto resolved = parts->resolver->resolve(identifier);
     if (resolved) awaitWatcher();
     return items;
+  }
+  // The item's dictionary at its new place.
+  NSDictionary move(const std::string& from, const std::string& to) {
+    auto [reply, future] = awaited<std::optional<NSDictionary>, std::optional<NSError>>();
+    service->moveItemWithPath(from, to, std::move(reply));
+    auto [dictionary, error] = future.get();
+    EXPECT_FALSE(error) << error->localizedDescription();
+    return dictionary.value_or(NSDictionary());
+  }
+  void remove(const std::string& identifier) {
+    auto [reply, future] = awaited<std::optional<NSError>>();
+    service->deleteItemWithPath(identifier, std::move(reply));
+    const auto error = std::get<0>(future.get());
+    EXPECT_FALSE(error) << error->localizedDescription();
   }
   // Until the watcher has dealt with all that was posted to it before.
   void awaitWatcher() {
@@ -141,14 +165,28 @@ class HostFixture : public ::testing::Test {
     return takeUntil([&identifier](const Changes& changes) { return changes.hasDeletion(identifier); });
   }
 
-  ServerFolder server;
   std::shared_ptr<HostParts> parts;
   std::shared_ptr<HostService> service;
   std::uint64_t connection = 0;
   int changesWhileRead = 0;  // how often files change under their reader
   // What stands between the host and its server.
   std::function<std::shared_ptr<ServerBackend>(std::shared_ptr<ServerBackend>)> wrap;
+  // What it is given beside the server.
+  std::function<void(HostParts::Given&)> adjust;
   std::atomic<int> signals = 0;
+
+ private:
+  const ServerFolder& shares_;
+  const std::string name_;
+};
+
+struct WithServerFolder {
+  ServerFolder server;
+};
+class HostFixture : public ::testing::Test, protected WithServerFolder, protected TestHost {
+ protected:
+  HostFixture() : TestHost(WithServerFolder::server) {}
+  void TearDown() override { stop(); }
 };
 
 }  // namespace zelto::test

@@ -6,25 +6,6 @@ namespace {
 
 class HostServiceTest : public HostFixture {};
 
-TEST_F(HostServiceTest, SaysWhatItDoesNotDo) {
-  server.folder("share");
-  start();
-  const auto refused = [](const std::optional<NSError>& error) {
-    return error && error->domain() == NSCocoaErrorDomain && error->code() == 3328 &&
-           error->localizedDescription().find("/My Files/share/x") != std::string::npos;
-  };
-  int answers = 0;
-  const std::string path = "/My Files/share/x";
-  service->thumbnailForPath(path, [&](std::optional<NSData> data, std::optional<NSError> error) {
-    answers += !data && refused(error) ? 1 : 100;
-  });
-  EXPECT_EQ(1, answers);
-  service->checkOutFileAtPath(path);
-  parts->log->flush();
-  EXPECT_NE(std::string::npos, contentOf(server.own("host.log")).find("checkOutFile \"" + path));
-  EXPECT_EQ(1U, parts->counters->calls()["checkOutFile"]);
-}
-
 // Every change, retold from what the server holds when the extension asks.
 TEST_F(HostServiceTest, ChangesAreDescribedAsOfNow) {
   server.write("share/back", "1");

@@ -42,6 +42,8 @@ TEST_F(ListingsTest, FilesAreDescribedAndFalseIsLeftOut) {
                               {"dateModified", NSDate::fromTimespec(times[1])},
                               {"size", 5},
                               {"mimeType", "text/plain"},
+                              {"canShowCheckoutStatus", true},
+                              {"canCheckOut", true},
                               {"shareWritable", true}};
   EXPECT_EQ(expected, items.front()) << description(items.front());
 }

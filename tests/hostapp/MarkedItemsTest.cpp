@@ -69,6 +69,69 @@ TEST_F(MarkedItemsTest, AFolderShownBelowABookmarkChangesThereToo) {
   EXPECT_FALSE(changes.hasUpdate("/My Files/share/dir/new")) << "it was never listed there";
 }
 
+TEST_F(MarkedItemsTest, MarksFollowWhatTheHostMoves) {
+  server.write("share/other/file", "y");
+  service->addBookmarkForPath("/My Files/share/dir/file");
+  awaitUpdate("/Bookmarks/file");
+  service->addBookmarkForPath("/My Files/share/other/file");
+  awaitUpdate("/Bookmarks/file (2)");
+  service->makeAvailableOfflineForPath("/My Files/share/dir");
+  awaitUpdate("/Offline Files/dir");
+
+  const auto moved = move("/My Files/share/dir/file", "/My Files/share/dir/new.txt");
+  EXPECT_TRUE(isTrue(moved, "bookmarked")) << "the answer says so already";
+  auto changes = awaitUpdate("/Bookmarks/new.txt");
+  EXPECT_TRUE(changes.hasDeletion("/Bookmarks/file"));
+  EXPECT_EQ("../My Files/share/dir/new.txt", textOf(*changes.update("/Bookmarks/new.txt"), "targetPath"));
+
+  move("/My Files/share/dir", "/My Files/share/moved");
+  changes = awaitUpdate("/Offline Files/moved");
+  EXPECT_TRUE(changes.hasDeletion("/Offline Files/dir"));
+  restart();
+  const auto bookmarks = list("/Bookmarks");
+  ASSERT_EQ(2U, bookmarks.size());
+  ASSERT_NE(nullptr, named(bookmarks, "new.txt")) << "the name stays: its folder was moved";
+  EXPECT_EQ("../My Files/share/moved/new.txt", textOf(*named(bookmarks, "new.txt"), "targetPath"));
+  EXPECT_EQ(1U, list("/Offline Files/moved").size());
+}
+
+TEST_F(MarkedItemsTest, MarksGoWithWhatTheHostRemoves) {
+  service->addBookmarkForPath("/My Files/share/dir/file");
+  awaitUpdate("/Bookmarks/file");
+  service->makeAvailableOfflineForPath("/My Files/share/dir");
+  awaitUpdate("/Offline Files/dir");
+  remove("/My Files/share/dir");
+  takeUntil([](const Changes& changes) {
+    return changes.hasDeletion("/Bookmarks/file") && changes.hasDeletion("/Offline Files/dir");
+  });
+  server.write("share/dir/file", "another");
+  EXPECT_TRUE(list("/Bookmarks").empty());
+  EXPECT_TRUE(list("/Offline Files").empty());
+}
+
+// Programs on the server replace files by removing and renaming; a volume may be away for a while.
+TEST_F(MarkedItemsTest, AMarkHidesWhileItsItemIsAway) {
+  service->addBookmarkForPath("/My Files/share/dir/file");
+  awaitUpdate("/Bookmarks/file");
+  awaitWatcher();
+  server.remove("share/dir");
+  awaitDeletion("/Bookmarks/file");
+  EXPECT_TRUE(list("/Bookmarks").empty());
+  server.folder("share/dir/file");
+  const auto bookmarks = list("/Bookmarks");
+  ASSERT_EQ(1U, bookmarks.size());
+  EXPECT_TRUE(isTrue(bookmarks.front(), "isDir")) << "what it is now";
+}
+
+TEST_F(MarkedItemsTest, TheBadgeFollowsBelowABookmarkedFolderToo) {
+  service->addBookmarkForPath("/My Files/share/dir");
+  awaitUpdate("/Bookmarks/dir");
+  list("/Bookmarks/dir");
+  service->addBookmarkForPath("/Bookmarks/dir/file");
+  const auto changes = awaitUpdate("/Bookmarks/dir/file");
+  EXPECT_TRUE(isTrue(*changes.update("/Bookmarks/dir/file"), "bookmarked"));
+}
+
 TEST_F(MarkedItemsTest, ContainersThatAreNotShownDoNotChange) {
   parts->mode->set({false, false});
   service->addBookmarkForPath("/share/dir");
