@@ -157,7 +157,7 @@ class LocalEditor {
   std::string placeOnServer(const LocalEntry& entry) const;
   Inode moving(const std::function<bool(Inode, const std::string& place)>& concerns) const;
   Inode movingOnServerAbove(const LocalEntry& entry) const;
-  Inode busyBelow(const std::string& identifier, Slot slot) const;
+  Inode busyBelow(const LocalEntry& folder) const;
   Inode occupantOf(const LocalEntry& entry, Slot slot) const;
 
   void bindTo(Slot slot, LocalEntry& next, const std::string& identifier);

@@ -73,12 +73,15 @@ bool LocalEditor::isPlaceKnown(Slot slot) const {
   return moving([&](Inode, const std::string& place) { return isBelow(identifier, place); }) == 0;
 }
 
-// A step that is being taken below a folder, by the place here or by the server's.
-Inode LocalEditor::busyBelow(const std::string& identifier, Slot slot) const {
+// A step that is being taken below a folder that the server has, by the place here or by the server's.
+Inode LocalEditor::busyBelow(const LocalEntry& folder) const {
+  if (!folder.bound || folder.fields.kind != NodeKind::folder) return 0;
+  const Slot slot = table().slotForInode(folder.inode);
+  const std::string identifier = placeOnServer(folder);
   for (const Inode inode : inFlight_) {
-    if (inode == table()[slot].inode) continue;
+    if (inode == folder.inode) continue;
     const Slot busy = table().slotForInode(inode);
-    if (busy != kNoSlot && around_.tree.isBelowOrSelf(busy, slot)) return inode;
+    if (slot != kNoSlot && busy != kNoSlot && around_.tree.isBelowOrSelf(busy, slot)) return inode;
     const LocalEntry* const entry = changes_.find(inode);
     if (entry != nullptr && concernsBelow(*entry, identifier)) return inode;
   }
@@ -115,14 +118,12 @@ std::optional<LocalEditor::Obstacle> LocalEditor::obstacleFor(const LocalEntry& 
   }
   const Slot slot = table().slotForInode(entry.inode);
   if (slot == kNoSlot) return {};
-  const bool knownFolder = entry.bound && entry.fields.kind == NodeKind::folder;
-  const std::string identifier = knownFolder ? around_.tree.identifier(slot) : std::string();
-  if (next == Next::repeat) return obstacle(knownFolder ? busyBelow(identifier, slot) : 0);
+  if (next == Next::repeat) return obstacle(busyBelow(entry));
   if (const Inode moving = movingAbove(slot)) return obstacle(moving);
   if (next != Next::place) return {};
-  if (knownFolder) {
-    if (const Inode busy = busyBelow(identifier, slot)) return obstacle(busy);
-    if (const Inode leaving = leavingFromBelow(identifier, slot)) return obstacle(leaving);
+  if (const Inode busy = busyBelow(entry)) return obstacle(busy);
+  if (entry.bound && entry.fields.kind == NodeKind::folder) {
+    if (const Inode leaving = leavingFromBelow(placeOnServer(entry), slot)) return obstacle(leaving);
   }
   const Inode occupant = occupantOf(entry, slot);
   return occupant == 0 ? std::nullopt : std::optional(Obstacle{occupant, true});

@@ -99,8 +99,12 @@ std::expected<LocalStep, LocalWait> LocalEditor::stepFor(const LocalEntry& entry
   if (next == Next::stayHere) return std::unexpected(LocalWait{Why::staysLocal, 0});
   if (const auto obstacle = obstacleFor(entry, next)) {
     auto evading = evadingStep(entry, *obstacle);
+    if (!evading && !goesFirst(entry, *obstacle)) {
+      return std::unexpected(LocalWait{Why::another, obstacle->another});
+    }
+    // Not even then while there is something under way below: it would lose its place.
+    if (const Inode busy = busyBelow(entry)) return std::unexpected(LocalWait{Why::another, busy});
     if (evading) return *std::move(evading);
-    if (!goesFirst(entry, *obstacle)) return std::unexpected(LocalWait{Why::another, obstacle->another});
   }
   if (next == Next::repeat) return repeatedStep(entry);
   if (next == Next::remove) return blankStep(entry, Kind::remove);

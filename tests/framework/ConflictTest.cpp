@@ -311,5 +311,33 @@ TEST_F(ConflictTest, NamesThatChangePlacesDoSoOnTheServer) {
   EXPECT_TRUE(conflictsSoFar().empty());
 }
 
+TEST_F(ConflictTest, AFolderGoesAsideOnlyWhenNothingIsJustLeavingIt) {
+  server.putFolder("/share/a");
+  server.putFolder("/share/a/x");
+  server.put("/share/a/x/file", "1");
+  server.put("/share/a/x/other", "2");
+  start();
+  server.next("move", "/share/a/x /share/x", Fate::hold);
+  rename("share/a/x", "share/x");
+  rename("share/x/other", "share/other");
+  propagator->flushNow();
+  ASSERT_TRUE(server.waitForHeld(1));
+  // Where the new folder is to stand, the server has the one that is to stand in it.
+  rename("share/a", "share/b");
+  makeFolder("share/a");
+  rename("share/b", "share/a/b");
+  propagator->flushNow();
+  propagator->drain();
+  server.release();
+  expectSent();
+  EXPECT_EQ(server.tree(), (Tree{{"/share", "/"},
+                                 {"/share/a", "/"},
+                                 {"/share/a/b", "/"},
+                                 {"/share/other", "2"},
+                                 {"/share/x", "/"},
+                                 {"/share/x/file", "1"}}));
+  EXPECT_TRUE(conflictsSoFar().empty());
+}
+
 }  // namespace
 }  // namespace zelto::test

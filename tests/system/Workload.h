@@ -44,9 +44,10 @@ class Workload {
  private:
   struct Doubt {
     std::vector<FileTree> states;  // that the operation passes through
-    std::string path;              // of which a beginning may have been written …
+    std::string path;              // of whose content a beginning may have been written …
     std::string content;
-    std::size_t atLeast = 0;  // … of at least this length
+    std::string over;         // … over this: a process that is killed stops between two pages of a call
+    std::size_t atLeast = 0;  // the beginning is at least as long
   };
 
   std::size_t below(std::size_t limit) { return random_() % limit; }
@@ -66,6 +67,7 @@ class Workload {
   int choose();
   std::string recover(int code);
   bool explains(const FileTree& actual);
+  bool isPartlyWritten(const std::string& actual) const;
 
   const fs::path top_;
   std::mt19937 random_;
