@@ -52,8 +52,35 @@ namespace zelto {
 //                                                   name; what is there already is not sent again. A ticket
 //                                                   for ImportProgress. EBUSY while there is another import
 //   CancelImport(t ticket)                          ends an import; what was brought over stays
+//   AllActions() -> s                               JSON array of the actions that the extension has, in the
+//                                                   order for a menu: identifier, title
+//   Actions(aay paths) -> s                         those of them that may be chosen for these items together;
+//                                                   [] when one of the items is not known here
+//   Perform(s action, aay paths)                    carries an action out on the items; answered when that is
+//                                                   done. ENOENT: no such action, or an item that is not
+//                                                   known here; EPERM: not offered for these items;
+//                                                   EHOSTDOWN: no host application is connected
+//   Decorations() -> s                              JSON array of the badges there are: identifier, image
+//                                                   (path of a picture), label, category
+//   ItemStates(aay paths) -> s                      JSON array, an entry for each path in this order: path
+//                                                   (percent-encoded, as in a file URI), known (bool),
+//                                                   identifier, decorations ([identifier,…]), actions
+//                                                   ([identifier,…], of this item alone; several items
+//                                                   together are offered what each of them is), state
+//                                                   (current|pending|uploading|waiting|failed|local), reason
+//                                                   ("" for none), materialised (none|partial|full); asks the
+//                                                   host for nothing
+//   FolderStates(ay path) -> s                      the same of all children of a folder that are known here,
+//                                                   in one call
+//   Thumbnails(aay paths)                           has pictures of these files put into the user's thumbnail
+//                                                   cache, unless they are there; answered when it is done,
+//                                                   also for those of which there is none. What is asked for
+//                                                   last is made first; what a caller asked for that leaves
+//                                                   the bus is not asked of the host any more
 //   Shutdown()                                      unmounts and ends the process
 // Signals:
+//   ItemsChanged(aay folders)                       what ItemStates tells of children of these folders may be
+//                                                   another; at most ten times a second
 //   PendingChanged(t pending, t uploading, t failed)   counts of local changes, each in one of the three
 //                                                   or, if it stays local, in none; uploading: being sent. At
 //                                                   most four times a second
