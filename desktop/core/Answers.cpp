@@ -77,7 +77,7 @@ std::optional<std::string> mountPointOf(std::string_view json) {
 std::optional<std::vector<PathState>> statesOf(std::string_view json) {
   return elements<PathState>(json, [](const NSDictionary& entry) -> std::optional<PathState> {
     std::string path = decoded(text(entry, "path"));
-    if (!path.starts_with('/')) return std::nullopt;
+    if (!path.starts_with('/') || path.contains('\0')) return std::nullopt;
     return PathState{std::move(path), stateOf(entry)};
   });
 }

@@ -25,7 +25,7 @@ std::optional<const ItemState*> Desktop::known(const std::string& path) {
     if (!watch_.settled()) return std::nullopt;
     return nullptr;
   }
-  const ItemState* const state = domain->states().cache().find(path);
+  const ItemState* const state = domain->states().cache().find(domain->scopeOf(path), path);
   if (state == nullptr) return std::nullopt;
   return state;
 }
@@ -111,9 +111,10 @@ void Desktop::perform(const Action& action, const std::vector<std::string>& path
 }
 
 std::vector<InfoRow> Desktop::rows(const std::string& path) {
-  const auto state = known(path);
-  if (!state || *state == nullptr) return {};
-  return rowsOf(**state, watch_.find(path)->badges());
+  Domain* const domain = watch_.find(path);
+  const ItemState* const state = domain != nullptr ? domain->states().cache().find(path) : nullptr;
+  if (state == nullptr) return {};
+  return rowsOf(*state, domain->badges());
 }
 
 }  // namespace zelto::desktop

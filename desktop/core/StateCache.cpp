@@ -10,18 +10,17 @@ const ItemState kUnknown;
 }  // namespace
 
 const ItemState* StateCache::find(const std::string& path) {
-  const std::string name = nameOf(path);
-  const ItemState* const listed = findIn({parentOf(path), true}, name);
+  const ItemState* const listed = find({parentOf(path), true}, path);
   if (listed != nullptr && listed->known) return listed;
-  const ItemState* const own = findIn({path, false}, name);
+  const ItemState* const own = find({path, false}, path);
   return own != nullptr ? own : listed;
 }
 
-const ItemState* StateCache::findIn(const Scope& scope, const std::string& name) {
+const ItemState* StateCache::find(const Scope& scope, const std::string& path) {
   const auto entry = entries_.find(scope);
   if (entry == entries_.end()) return nullptr;
   entry->second.used = ++uses_;
-  const auto state = entry->second.states.find(name);
+  const auto state = entry->second.states.find(nameOf(path));
   return state != entry->second.states.end() ? &state->second : &kUnknown;
 }
 

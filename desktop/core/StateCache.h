@@ -17,8 +17,10 @@ class StateCache {
   explicit StateCache(std::size_t limit) : limit_(limit) {}
 
   bool has(const Scope& scope) const { return entries_.contains(scope); }
-  // The item's state, from its folder or else from itself. A folder that does not list it tells of an
-  // unknown item; nothing when neither is here. Valid until the cache changes.
+  // The item's state as a scope tells it; of an unknown item where it does not list it. Null when the scope
+  // is not here. Valid until the cache changes.
+  const ItemState* find(const Scope& scope, const std::string& path);
+  // The same from its folder or else from itself, whatever is here.
   const ItemState* find(const std::string& path);
   // Puts in what a call has told, and gives the paths of which another thing was known before.
   std::vector<std::string> replace(const Scope& scope, std::vector<PathState> states);
@@ -37,7 +39,6 @@ class StateCache {
     std::unordered_map<std::string, ItemState> states;  // by name
     std::uint64_t used = 0;
   };
-  const ItemState* findIn(const Scope& scope, const std::string& name);
   void shrink(const Scope& newest);
 
   std::size_t limit_;

@@ -85,7 +85,7 @@ void StateLoader::arrived(const Scope& scope, std::optional<std::vector<PathStat
   std::vector<Waiting> waiting = std::move(load.waiting);
   load.waiting.clear();
   rest(scope, load);
-  for (Waiting& one : waiting) one.completion(cache_.find(one.path));
+  for (Waiting& one : waiting) one.completion(cache_.find(scope, one.path));
   if (first || !changed.empty()) changed_(changed);
 }
 
