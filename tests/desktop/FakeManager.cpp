@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -32,7 +33,13 @@ ObjectPointer<GDBusConnection> connect() {
   return bus;
 }
 
-// Gives what ends it; a call that is on its way then is not delivered any more.
+// The connections of those who are not yet ended.
+std::set<GDBusConnection*>& serving() {
+  static std::set<GDBusConnection*> connections;
+  return connections;
+}
+
+// Gives what ends it.
 guint serve(GDBusConnection& bus, const std::string& object, const char* xml,
             GDBusInterfaceMethodCallFunc called, gpointer data) {
   const GDBusInterfaceVTable table{called, nullptr, nullptr, {}};
@@ -40,11 +47,13 @@ guint serve(GDBusConnection& bus, const std::string& object, const char* xml,
   const guint registration = g_dbus_connection_register_object(&bus, object.c_str(), node->interfaces[0],
                                                                &table, data, nullptr, nullptr);
   EXPECT_NE(0U, registration);
+  serving().insert(&bus);
   g_dbus_node_info_unref(node);
   return registration;
 }
 
 void leave(GDBusConnection& bus, guint registration) {
+  serving().erase(&bus);
   g_dbus_connection_unregister_object(&bus, registration);
   g_dbus_connection_close_sync(&bus, nullptr, nullptr);
 }
@@ -125,6 +134,11 @@ FakeManager::~FakeManager() { leave(*bus_, registration_); }
 
 void FakeManager::called(GDBusConnection*, const char*, const char*, const char*, const char* method,
                          GVariant* arguments, GDBusMethodInvocation* invocation, gpointer self) {
+  // A call that had arrived when the manager ended is delivered after that.
+  if (!serving().contains(g_dbus_method_invocation_get_connection(invocation))) {
+    g_object_unref(invocation);
+    return;
+  }
   auto& manager = *static_cast<FakeManager*>(self);
   manager.calls_.push_back(method + textOfArguments(arguments));
   if (!manager.holding) return manager.answer(method, arguments, invocation);
