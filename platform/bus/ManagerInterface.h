@@ -67,7 +67,7 @@ namespace zelto {
 //                                                   identifier, decorations ([identifier,…]), actions
 //                                                   ([identifier,…], of this item alone; several items
 //                                                   together are offered what each of them is), state
-//                                                   (current|pending|uploading|waiting|failed|local), reason
+//                                                   (current|pending|uploading|failed|local), reason
 //                                                   ("" for none), materialised (none|partial|full); asks the
 //                                                   host for nothing
 //   FolderStates(ay path) -> s                      the same of all children of a folder that are known here,
