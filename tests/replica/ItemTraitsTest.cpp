@@ -93,8 +93,7 @@ TEST_F(ItemTraitsTest, DamagedOnesAreNoneUntilTheyAreToldAgain) {
 TEST_F(ItemTraitsTest, TooMuchOfThemIsNone) {
   ItemTraitsPool pool;
   EXPECT_EQ(pool.numberFor({}), 0U);
-  EXPECT_EQ(pool.numberFor({{{"text", std::string(5'000, 'x')}, {"more", std::string(5'000, 'y')}}, {}}),
-            0U);
+  EXPECT_EQ(pool.numberFor({{{"text", std::string(5'000, 'x')}, {"more", std::string(5'000, 'y')}}, {}}), 0U);
   EXPECT_EQ(pool.numberFor({{{"kept", true}}, {}}), 1U);
 }
 
