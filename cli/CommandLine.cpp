@@ -27,6 +27,7 @@ class Grammar {
     addUp();
     addDown();
     addItemCommands();
+    addActionCommands();
     addChangeCommands();
     addImport();
     addLog();
@@ -92,6 +93,24 @@ class Grammar {
     auto evict = std::make_shared<EvictOptions>();
     command("evict", "Drop local copies of contents; they are fetched again when needed", evict, true)
         ->add_option("PATH", evict->paths, "Files, or folders with all below them")
+        ->required()
+        ->type_name("");
+  }
+  void addActionCommands() {
+    auto actions = std::make_shared<ActionsOptions>();
+    command("actions", "List what can be done with an item, or with several together", actions, true)
+        ->add_option("PATH", actions->paths, "Items in the file system")
+        ->required()
+        ->type_name("");
+    auto perform = std::make_shared<DoOptions>();
+    CLI::App* added = command("do", "Carry an action out, and print what it has to tell", perform, false);
+    added->add_option("ACTION", perform->action, "Its name, as \"actions\" prints it")
+        ->required()
+        ->type_name("");
+    added->add_option("PATH", perform->paths, "Items in the file system")->required()->type_name("");
+    auto badges = std::make_shared<BadgesOptions>();
+    command("badges", "Show the badges of items, and whether the server has what is here", badges, true)
+        ->add_option("PATH", badges->paths, "Items in the file system")
         ->required()
         ->type_name("");
   }

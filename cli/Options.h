@@ -31,6 +31,16 @@ struct FetchOptions {
 struct EvictOptions {
   std::vector<std::string> paths;
 };
+struct ActionsOptions {
+  std::vector<std::string> paths;
+};
+struct DoOptions {
+  std::string action;
+  std::vector<std::string> paths;
+};
+struct BadgesOptions {
+  std::vector<std::string> paths;
+};
 struct PendingOptions {};
 struct WaitOptions {
   std::optional<double> timeout = {};  // seconds
@@ -60,8 +70,8 @@ struct Invocation {
   std::optional<std::string> domain;  // nothing: the one that runs, else kDefaultDomain
   bool json = false;
   std::variant<StatusOptions, UpOptions, DownOptions, ListOptions, ItemOptions, FetchOptions, EvictOptions,
-               PendingOptions, WaitOptions, RetryOptions, CancelOptions, ImportOptions, LogOptions,
-               ModeOptions>
+               ActionsOptions, DoOptions, BadgesOptions, PendingOptions, WaitOptions, RetryOptions,
+               CancelOptions, ImportOptions, LogOptions, ModeOptions>
       command;
 };
 

@@ -30,6 +30,13 @@ Outcome run(const Invocation& invocation) {
     Outcome operator()(const EvictOptions& options) const {
       return evict(options, invocation.domain, invocation.json);
     }
+    Outcome operator()(const ActionsOptions& options) const {
+      return actions(options, invocation.domain, invocation.json);
+    }
+    Outcome operator()(const DoOptions& options) const { return perform(options, invocation.domain); }
+    Outcome operator()(const BadgesOptions& options) const {
+      return badges(options, invocation.domain, invocation.json);
+    }
     Outcome operator()(const PendingOptions&) const { return pending(invocation.domain, invocation.json); }
     Outcome operator()(const WaitOptions& options) const { return wait(options, invocation.domain); }
     Outcome operator()(const RetryOptions& options) const { return retry(options, invocation.domain); }

@@ -1,7 +1,9 @@
 #include "framework/domain/Domain.h"
 
 #include "framework/importing/ImportProcess.h"
+#include "framework/replica/ReplicaFiles.h"
 #include "platform/fileprovider/NSExtensionMain.h"
+#include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSFileManager.h"
 
 namespace zelto {
@@ -46,6 +48,7 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   auto bus = SessionBus::connect();
   if (!bus) return bus.error();
   if (auto error = openReplica()) return error;
+  catalogue_ = std::make_unique<ActionCatalogue>(NSBundle::mainBundle(), reportLine);
   joinGroup();  // before the extension can make a file there
   extension_ = NSClassRegistry::make(principalClass, settings_.domain);
   if (!extension_) return errorWithPOSIXCode(ENOENT, "no principal class named " + principalClass);
@@ -64,8 +67,8 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   volume_ = *std::move(volume);
   volume_->describeStateBy([this](const NodeInfo& node) { return propagator_->stateText(node); });
   manager_ = std::make_unique<Manager>(
-      Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_,
-                     importFolder(exportDirectory(), settings_.domain.identifier)},
+      Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_, deadlines_,
+                     *catalogue_, importFolder(exportDirectory(), settings_.domain.identifier)},
       *std::move(bus), [this] { stop(); });
   propagator_->start();
   return manager_->start();
@@ -96,6 +99,7 @@ int Domain::run() { return volume_->run(); }
 void Domain::replicaChanged(const ReplicaDelta& delta) {
   trim_.itemsHandled(delta.added.size() + delta.removed.size());
   volume_->replicaChanged(delta);
+  manager_->itemsChanged(delta);
   manager_->stateChanged("changes");
 }
 

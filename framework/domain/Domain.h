@@ -61,6 +61,7 @@ class Domain {
   MemoryTrim trim_;
   std::optional<GroupDirectory> group_;
   std::shared_ptr<NSFileProviderPrincipal> extension_;
+  std::unique_ptr<ActionCatalogue> catalogue_;
   std::unique_ptr<Replica> replica_;
   std::unique_ptr<Lister> lister_;
   std::unique_ptr<Materialiser> materialiser_;

@@ -20,6 +20,9 @@ inline const std::string& pathArgument(const BusMethodCall& call) {
   return std::get<BusBytes>(call.arguments[0]).bytes;
 }
 
+// A path in a text that has to be UTF-8; bytes that are not become question marks.
+std::string readable(std::string path);
+
 inline NSError systemError(int code, const std::string& about) {
   return errorWithPOSIXCode(code, about + ": " + std::strerror(code));
 }

@@ -36,7 +36,9 @@ Manager::Manager(Parts parts, std::shared_ptr<SessionBus> bus, std::function<voi
       bus_(std::move(bus)),
       shutDown_(std::move(shutDown)),
       resolver_(parts_.volume.replica(), parts_.volume.lister()),
-      importer_(parts_.domain.identifier, parts_.importFolder) {}
+      importer_(parts_.domain.identifier, parts_.importFolder),
+      changedItems_(ChangedFolders::make(parts_.deadlines,
+                                         [this](const std::vector<Inode>& items) { tellOfItems(items); })) {}
 
 BusMethod Manager::method(const char* name, const char* in, const char* out,
                           void (Manager::*handler)(BusMethodCall, BusReply)) {
@@ -62,10 +64,17 @@ std::optional<NSError> Manager::start() {
       method("Cancel", "ay", "", &Manager::cancel),
       method("Import", "ayay", "t", &Manager::importFolder),
       method("CancelImport", "t", "", &Manager::cancelImport),
+      method("AllActions", "", "s", &Manager::allActions),
+      method("Actions", "aay", "s", &Manager::actions),
+      method("Perform", "saay", "", &Manager::perform),
+      method("Decorations", "", "s", &Manager::decorations),
+      method("ItemStates", "aay", "s", &Manager::itemStates),
+      method("FolderStates", "ay", "s", &Manager::folderStates),
       method("Shutdown", "", "", &Manager::shutdown),
   };
   interface.signals = {{"FetchProgress", "tttbs"}, {"StateChanged", "s"}, {"PendingChanged", "ttt"},
-                       {"UploadProgress", "stt"},  {"Conflict", "ss"},    {"ImportProgress", "tttttbss"}};
+                       {"UploadProgress", "stt"},  {"Conflict", "ss"},    {"ImportProgress", "tttttbss"},
+                       {"ItemsChanged", "aay"}};
   if (auto error = bus_->exportObject(manager::objectPath(parts_.domain.identifier), std::move(interface)))
     return error;
   return bus_->requestName(manager::busName(parts_.domain.identifier));
@@ -150,24 +159,23 @@ std::expected<std::string, NSError> Manager::relativePath(const std::string& pat
   return std::unexpected(errorWithPOSIXCode(EXDEV, path + " does not lie below " + root));
 }
 
-std::expected<NodeInfo, NSError> Manager::knownNode(const BusMethodCall& call) const {
-  const auto relative = relativePath(pathArgument(call));
+std::expected<NodeInfo, NSError> Manager::knownNode(const std::string& path) const {
+  const auto relative = relativePath(path);
   if (!relative) return std::unexpected(relative.error());
   const auto inode = parts_.volume.replica().inodeForRelativePath(*relative);
   const auto node = inode ? parts_.volume.replica().node(*inode) : std::nullopt;
-  if (!node)
-    return std::unexpected(errorWithPOSIXCode(ENOENT, pathArgument(call) + " is not known here yet"));
+  if (!node) return std::unexpected(errorWithPOSIXCode(ENOENT, path + " is not known here yet"));
   return *node;
 }
 
 void Manager::item(BusMethodCall call, BusReply reply) {
-  const auto node = knownNode(call);
+  const auto node = knownNode(pathArgument(call));
   if (!node) return reply(std::unexpected(node.error()));
   replyJson(reply, descriptionOfItem(parts_.volume.replica(), *node));
 }
 
 void Manager::list(BusMethodCall call, BusReply reply) {
-  const auto node = knownNode(call);
+  const auto node = knownNode(pathArgument(call));
   if (!node) return reply(std::unexpected(node.error()));
   Replica& replica = parts_.volume.replica();
   const auto children = replica.children(node->inode);
@@ -207,7 +215,7 @@ void Manager::fetchProgress(std::uint64_t ticket, std::uint64_t completed, std::
 }
 
 void Manager::evict(BusMethodCall call, BusReply reply) {
-  const auto node = knownNode(call);
+  const auto node = knownNode(pathArgument(call));
   if (!node) return reply(std::unexpected(node.error()));
   reply(BusArguments{parts_.volume.evict(*node)});
 }

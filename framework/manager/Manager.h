@@ -5,11 +5,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_set>
+#include <vector>
 
+#include "framework/actions/ActionCatalogue.h"
 #include "framework/changes/ChangePump.h"
 #include "framework/fetching/Materialiser.h"
 #include "framework/importing/Importer.h"
 #include "framework/listing/PathResolver.h"
+#include "framework/manager/ChangedFolders.h"
 #include "framework/propagation/Propagator.h"
 #include "framework/requests/HostLink.h"
 #include "framework/volume/Volume.h"
@@ -30,6 +34,8 @@ class Manager {
     ChangePump& pump;
     Volume& volume;
     Propagator& propagator;
+    Deadlines& deadlines;
+    const ActionCatalogue& catalogue;
     std::string importFolder;  // what imports may use
   };
 
@@ -41,6 +47,8 @@ class Manager {
 
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
+  // What the replica learnt, for those who show items.
+  void itemsChanged(const ReplicaDelta& delta);
   // The same of local changes; paths are relative to the mount point.
   void pendingChanged(const Propagator::Counts& counts);
   void uploadProgress(const std::string& path, std::int64_t completed, std::int64_t total);
@@ -65,9 +73,25 @@ class Manager {
   void cancelImport(BusMethodCall call, BusReply reply);
   void shutdown(BusMethodCall call, BusReply reply);
 
+  // ---- ManagerActions.cpp
+  void allActions(BusMethodCall call, BusReply reply);
+  void actions(BusMethodCall call, BusReply reply);
+  void perform(BusMethodCall call, BusReply reply);
+  void decorations(BusMethodCall call, BusReply reply);
+  void itemStates(BusMethodCall call, BusReply reply);
+  void folderStates(BusMethodCall call, BusReply reply);
+  // ERRORS: that of the first which is not known.
+  std::expected<std::vector<NodeInfo>, NSError> knownNodes(const std::vector<BusBytes>& paths) const;
+  std::vector<ItemAction> offeredFor(const std::vector<NodeInfo>& nodes) const;
+  std::optional<NSError> reasonAgainst(const std::string& action, const std::vector<NodeInfo>& nodes) const;
+  void pendingFoldersChanged();
+  void tellOfItems(const std::vector<Inode>& items);
+  // "" for a node that is not known any more.
+  std::string pathOf(Inode folder) const;
+
   // The part of a path below the mount point. ERRORS: a path elsewhere.
   std::expected<std::string, NSError> relativePath(const std::string& path) const;
-  std::expected<NodeInfo, NSError> knownNode(const BusMethodCall& call) const;
+  std::expected<NodeInfo, NSError> knownNode(const std::string& path) const;
   // The local change of what stands at a path, or stood there. ERRORS: ENOENT for none.
   std::expected<Inode, NSError> changeAt(const std::string& path) const;
   std::string absolutePath(const std::string& relative) const;
@@ -88,11 +112,13 @@ class Manager {
   const std::function<void()> shutDown_;
   PathResolver resolver_;
   Importer importer_;
+  const std::shared_ptr<ChangedFolders> changedItems_;
   std::atomic<std::uint64_t> nextTicket_ = 1;
   std::mutex mutex_;
   std::shared_ptr<void> peerWatch_;
   std::string peer_;  // who took the last endpoint
   std::shared_ptr<ListenerAcceptance> acceptance_;
+  std::vector<Inode> pendingItems_;  // with local changes when it was last told of them
 };
 
 }  // namespace zelto

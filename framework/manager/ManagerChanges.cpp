@@ -5,20 +5,11 @@
 #include "framework/manager/Manager.h"
 #include "platform/bus/ManagerInterface.h"
 #include "platform/foundation/Path.h"
-#include "platform/foundation/Unicode.h"
 
 namespace zelto {
 namespace {
 
 constexpr std::size_t kMostTold = 10000;
-
-// A path in a text that has to be UTF-8; bytes that are not become question marks.
-std::string readable(std::string path) {
-  if (isValidUTF8(path)) return path;
-  std::ranges::replace_if(
-      path, [](char c) { return static_cast<unsigned char>(c) >= 0x80; }, '?');
-  return path;
-}
 
 const char* kindName(const LocalChangeInfo& info) {
   if (info.removed) return "remove";
@@ -127,6 +118,7 @@ void Manager::emit(const char* signal, const char* signature, BusArguments argum
 void Manager::pendingChanged(const Propagator::Counts& counts) {
   const auto number = [](std::size_t count) { return static_cast<std::uint64_t>(count); };
   emit("PendingChanged", "ttt", {number(counts.pending), number(counts.uploading), number(counts.failed)});
+  pendingFoldersChanged();
 }
 
 void Manager::uploadProgress(const std::string& path, std::int64_t completed, std::int64_t total) {

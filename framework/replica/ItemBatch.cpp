@@ -87,8 +87,9 @@ void LeftOut::report() const {
   if (count_ > kReported) reportLine(fmt::format("{} more items are left out", count_ - kReported));
 }
 
-ItemBatch::ItemBatch(const std::vector<NSFileProviderItemPtr>& items, VersionTemplates& templates)
-    : templates_(templates) {
+ItemBatch::ItemBatch(const std::vector<NSFileProviderItemPtr>& items, VersionTemplates& templates,
+                     ItemTraitsPool& traits)
+    : templates_(templates), traits_(traits) {
   records_.reserve(items.size());
   texts_.reserve(items.size() * 24);
   for (const NSFileProviderItemPtr& item : items) {
@@ -117,6 +118,7 @@ void ItemBatch::add(NSFileProviderItem& item) {
     record.symlinkTarget = *item.symlinkTargetPath();
   }
   record.fields.size = sizeOf(item, record);
+  record.fields.traits = traits_.numberFor({item.userInfo(), item.decorations()});
   readDates(item, record.fields);
   readVersion(item, record);
   readAttributes(item, record);

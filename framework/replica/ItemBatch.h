@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "framework/replica/ItemTraits.h"
 #include "framework/replica/NodeTable.h"
 #include "framework/replica/VersionTemplates.h"
 #include "platform/fileprovider/NSFileProviderItem.h"
@@ -42,7 +43,8 @@ struct ItemRecord {
 // REQUIRES: the items outlive the batch.
 class ItemBatch {
  public:
-  ItemBatch(const std::vector<NSFileProviderItemPtr>& items, VersionTemplates& templates);
+  ItemBatch(const std::vector<NSFileProviderItemPtr>& items, VersionTemplates& templates,
+            ItemTraitsPool& traits);
 
   const std::vector<ItemRecord>& records() const { return records_; }
   std::string_view version(const ItemRecord& record) const {
@@ -60,6 +62,7 @@ class ItemBatch {
   void readAttributes(const NSFileProviderItem& item, ItemRecord& record);
 
   VersionTemplates& templates_;
+  ItemTraitsPool& traits_;
   std::vector<ItemRecord> records_;
   std::string texts_;
   LeftOut leftOut_;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "framework/replica/ContentStore.h"
+#include "framework/replica/ItemTraits.h"
 #include "framework/replica/LoadedTree.h"
 #include "framework/replica/LocalChange.h"
 #include "framework/replica/LocalChanges.h"
@@ -33,6 +34,7 @@ class LocalEditor {
     ReplicaReader& reader;
     Journal& journal;
     VersionTemplates& templates;
+    ItemTraitsPool& traits;
     ReplicaCounters& counters;
   };
   // `settledInDatabase`: the highest of the numbers that the database has been told

@@ -76,8 +76,13 @@ void LocalEditor::dropFromMemory(Slot slot) {
 // What the server said last, as far as nothing else was set here; of what the database knows an older state,
 // or none, as it was noted.
 NodeFields LocalEditor::restoredFields(const LocalEntry& entry, Slot slot) const {
-  if (slot == kNoSlot || entry.content || isNewerThanDatabase(entry)) return entry.fields;
+  if (slot == kNoSlot) return entry.fields;
   NodeFields fields = table().fields(slot);
+  if (entry.content || isNewerThanDatabase(entry)) {
+    NodeFields noted = entry.fields;
+    noted.traits = fields.traits;
+    return noted;
+  }
   fields.here = entry.fields.here;
   if ((fields.here & kDatesHere) == 0) return fields;
   fields.modifiedNs = entry.fields.modifiedNs;

@@ -44,7 +44,7 @@ ReplicaDelta LocalEditor::settleRemoval(const LocalEntry& entry, const std::stri
 // What the server says of the item, as far as nothing else was set here.
 void LocalEditor::takeItem(Slot slot, LocalEntry& next, const NSFileProviderItemPtr& item, bool content) {
   if (!item) return;
-  const ItemBatch batch({item}, around_.templates);
+  const ItemBatch batch({item}, around_.templates, around_.traits);
   if (batch.records().empty()) return;
   const ItemRecord& record = batch.records().front();
   if (content || !next.content) next.version = batch.version(record);
@@ -52,6 +52,7 @@ void LocalEditor::takeItem(Slot slot, LocalEntry& next, const NSFileProviderItem
   NodeFields& fields = next.fields;
   fields.capabilities = record.fields.capabilities;
   fields.flags = record.fields.flags;
+  fields.traits = record.fields.traits;
   if (!content && next.content) return;
   // The tag of the version alone, as a listing will have it: of a link too, whose place a file keeps there.
   if (const auto version = item->itemVersion()) fields.versionTag = versionTag(*version);

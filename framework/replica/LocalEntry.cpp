@@ -52,6 +52,7 @@ std::optional<LocalEntry> LocalEntry::decoded(std::string_view bytes) {
   entry.inode = head.inode;
   entry.parent = head.parent;
   entry.fields = head.fields;
+  entry.fields.traits = 0;  // the number may never have come to the database
   entry.order = head.order;
   entry.sent = head.sent;
   entry.metadata = head.metadata;

@@ -27,15 +27,16 @@ LocalReplica::LocalReplica(Parts parts)
       journal_(std::make_shared<Journal>(parts.queuedRows)),
       health_(parts.files, journal_),
       templates_(parts.opened.session.versionTemplate),
+      traits_(parts.opened.session.traits),
       reader_(std::move(parts.reading), parts.opened.session.anyOwnIdentifiers),
       contents_(std::make_shared<ContentStore>(parts.files.content(), parts.files.local(),
                                                parts.opened.session.number, journal_)),
       tree_(reader_, health_),
-      editor_({tree_, *contents_, reader_, *journal_, templates_, counters_}, parts.files.localLog(),
+      editor_({tree_, *contents_, reader_, *journal_, templates_, traits_, counters_}, parts.files.localLog(),
               parts.opened.session.settled),
       writer_(std::move(parts.opened.database),
-              ReplicaWriter::Surroundings{*journal_, *contents_, reader_, templates_, health_, counters_,
-                                          [this] { databaseWritten(); }},
+              ReplicaWriter::Surroundings{*journal_, *contents_, reader_, templates_, traits_, health_,
+                                          counters_, [this] { databaseWritten(); }},
               parts.opened.session.nextInode) {
   counters_.items += static_cast<std::int64_t>(parts.opened.session.items);
   counters_.folders += static_cast<std::int64_t>(parts.opened.session.folders);

@@ -41,6 +41,7 @@ class LocalReplica final : public Replica {
   std::string symlinkTarget(Inode inode) override;
   std::vector<std::pair<std::string, std::string>> extendedAttributes(Inode inode) override;
   std::optional<NSFileProviderItemVersion> version(Inode inode) override;
+  std::shared_ptr<const ItemTraits> traits(std::uint32_t number) override { return traits_.find(number); }
   Counts counts() override;
 
   ReplicaDelta applyListing(Inode folder, const std::vector<NSFileProviderItemPtr>& items,
@@ -107,6 +108,7 @@ class LocalReplica final : public Replica {
   ReplicaHealth health_;
   ReplicaCounters counters_;
   VersionTemplates templates_;
+  ItemTraitsPool traits_;
   ReplicaReader reader_;
   const std::shared_ptr<ContentStore> contents_;
   std::shared_mutex mutex_;  // guards tree_, editor_ and newFolders_

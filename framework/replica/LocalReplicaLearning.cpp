@@ -9,7 +9,7 @@ namespace zelto {
 ReplicaDelta LocalReplica::learn(const std::vector<NSFileProviderItemPtr>& items, std::size_t rows,
                                  const std::optional<Asked>& asked,
                                  const std::function<void(Learner&)>& what) {
-  ItemBatch batch(items, templates_);
+  ItemBatch batch(items, templates_, traits_);
   journal_->waitForRoom();
   writer_.reserveInodes(rows);
   Learner learner(tree_, batch, writer_, *contents_, counters_,

@@ -30,6 +30,7 @@ struct NodeInfo {
   bool local = false;              // has a local change
   std::uint64_t versionTag = 0;    // digest of the item's version: another tag, another content or metadata
   std::uint32_t contentEpoch = 0;  // how often this process saw the server replace the content
+  std::uint32_t traits = 0;        // for Replica::traits
 };
 
 // What one listing or change list did to the replica; the volume tells the kernel.
@@ -43,7 +44,7 @@ struct ReplicaDelta {
   std::vector<Name> added;
   std::vector<Name> removed;           // the topmost node of each removed subtree
   std::vector<Inode> contentChanged;   // files whose version or size is another than before
-  std::vector<Inode> metadataChanged;  // only dates, flags or capabilities differ
+  std::vector<Inode> metadataChanged;  // only dates, flags, capabilities or traits differ
   std::vector<Inode> toList;           // listed folders whose children may be others by now
   std::vector<Inode> toSend;           // have become local changes by what the server said; told already
 

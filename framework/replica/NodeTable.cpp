@@ -163,7 +163,8 @@ NodeFields NodeTable::fields(Slot slot) const {
           kept ? kept->accessedNs : node.modifiedNs,
           node.versionTag,
           kept ? kept->attributesDigest : 0,
-          node.here};
+          node.here,
+          node.traits};
 }
 
 void NodeTable::setFields(Slot slot, const NodeFields& fields) {
@@ -175,6 +176,7 @@ void NodeTable::setFields(Slot slot, const NodeFields& fields) {
   node.modifiedNs = fields.modifiedNs;
   node.versionTag = fields.versionTag;
   node.here = fields.here;
+  node.traits = fields.traits;
   const bool plain = fields.createdNs == fields.modifiedNs && fields.accessedNs == fields.modifiedNs &&
                      fields.attributesDigest == 0;
   if (plain && !node.rare) return;
@@ -202,6 +204,7 @@ NodeInfo NodeTable::info(Slot slot) const {
   info.versionTag = node.versionTag;
   info.contentEpoch = contentEpoch(node.inode);
   info.local = node.local;
+  info.traits = node.traits;
   if ((node.here & kPermissionsHere) != 0) info.permissions = node.here & kPermissionBits;
   return info;
 }

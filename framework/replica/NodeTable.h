@@ -15,7 +15,7 @@
 
 namespace zelto {
 
-// One node in memory; 56 bytes. What few nodes have is in a side table.
+// One node in memory; 64 bytes. What few nodes have is in a side table.
 struct TableNode {
   Inode inode = 0;
   std::uint64_t size = 0;
@@ -28,6 +28,7 @@ struct TableNode {
   std::uint8_t flags = 0;
   std::uint8_t nameLength = 0;
   std::uint16_t here = 0;  // as in NodeFields
+  std::uint32_t traits = 0;
   NodeKind kind = NodeKind::file;
   bool listed : 1 = false;  // the children are known
   bool loaded : 1 = false;  // the children that are known are in memory
@@ -58,6 +59,7 @@ struct NodeFields {
   std::uint64_t versionTag = 0;
   std::uint64_t attributesDigest = 0;  // of the extended attributes; 0: there are none
   std::uint16_t here = 0;
+  std::uint32_t traits = 0;  // as in ItemTraitsPool
 
   friend bool operator==(const NodeFields&, const NodeFields&) = default;
 };

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "framework/replica/ContentFile.h"
+#include "framework/replica/ItemTraits.h"
 #include "framework/replica/LocalChange.h"
 #include "framework/replica/Node.h"
 #include "platform/fileprovider/NSFileProviderItem.h"
@@ -68,6 +69,8 @@ class Replica {
   virtual std::string symlinkTarget(Inode inode) = 0;
   virtual std::vector<std::pair<std::string, std::string>> extendedAttributes(Inode inode) = 0;
   virtual std::optional<NSFileProviderItemVersion> version(Inode inode) = 0;
+  // What NodeInfo::traits stands for; null for nothing.
+  virtual std::shared_ptr<const ItemTraits> traits(std::uint32_t number) = 0;
 
   struct Counts {
     std::uint64_t items, folders, materialisedFiles, materialisedBytes;  // the root is not counted

@@ -8,7 +8,8 @@
 namespace zelto {
 namespace {
 
-constexpr std::int64_t kVersion = 3;
+constexpr std::int64_t kVersion = 4;
+constexpr std::int64_t kVersionWithoutTraits = 3;
 constexpr int kWriterCacheKiB = 2048;
 constexpr int kReaderCacheKiB = 512;
 
@@ -19,13 +20,15 @@ CREATE TABLE session(one INTEGER PRIMARY KEY CHECK(one = 1), boot BLOB NOT NULL,
 CREATE TABLE node(inode INTEGER PRIMARY KEY, parent INTEGER NOT NULL, kind INTEGER NOT NULL,
   listed INTEGER NOT NULL, capabilities INTEGER NOT NULL, flags INTEGER NOT NULL, size INTEGER NOT NULL,
   modified INTEGER NOT NULL, versionTag INTEGER NOT NULL, name BLOB NOT NULL,
-  created INTEGER, accessed INTEGER, identifier BLOB, version BLOB, target BLOB, attributes BLOB, here INTEGER);
+  created INTEGER, accessed INTEGER, identifier BLOB, version BLOB, target BLOB, attributes BLOB, here INTEGER,
+  traits INTEGER);
+CREATE TABLE traits(number INTEGER PRIMARY KEY, bytes BLOB NOT NULL);
 CREATE INDEX nodeByParent ON node(parent);
 CREATE INDEX nodeByIdentifier ON node(identifier) WHERE identifier IS NOT NULL;
 CREATE INDEX nodeFolder ON node(kind) WHERE kind = 1;
 CREATE TABLE content(inode INTEGER PRIMARY KEY, generation INTEGER NOT NULL, versionTag INTEGER NOT NULL,
   size INTEGER NOT NULL, ranges BLOB NOT NULL);
-INSERT INTO node VALUES(1, 0, 1, 0, 1, 3, 0, 0, 0, x'', NULL, NULL, NULL, NULL, NULL, NULL, NULL);
+INSERT INTO node VALUES(1, 0, 1, 0, 1, 3, 0, 0, 0, x'', NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL);
 )";
 
 NSError databaseError(const ReplicaFiles& files, const std::string& text) {
@@ -37,6 +40,22 @@ bool makeTables(Database& database, std::uint64_t firstInode) {
                               ", x'', 0); PRAGMA user_version=" + std::to_string(kVersion) + ";";
   return database.execute("BEGIN") && database.execute(kTables) && database.execute(session.c_str()) &&
          database.execute("COMMIT");
+}
+
+// What was learnt before traits were kept is learnt again with the next listing.
+bool addTraits(Database& database) {
+  const std::string version = "PRAGMA user_version=" + std::to_string(kVersion);
+  return database.execute("BEGIN") && database.execute("ALTER TABLE node ADD COLUMN traits INTEGER") &&
+         database.execute("CREATE TABLE traits(number INTEGER PRIMARY KEY, bytes BLOB NOT NULL)") &&
+         database.execute(version.c_str()) && database.execute("COMMIT");
+}
+
+bool readTraits(Database& database, ReplicaSession& session) {
+  Statement row = database.prepare("SELECT number, bytes FROM traits");
+  while (row.step()) {
+    session.traits.emplace_back(static_cast<std::uint32_t>(row.natural(0)), row.bytes(1));
+  }
+  return row.result() == SQLITE_DONE;
 }
 
 bool readSession(Database& database, ReplicaSession& session) {
@@ -56,7 +75,7 @@ bool readSession(Database& database, ReplicaSession& session) {
   session.folders = static_cast<std::uint64_t>(*folders) - 1;
   session.rootListed = *listed != 0;
   session.anyOwnIdentifiers = *own != 0;
-  return session.nextInode > 1;
+  return session.nextInode > 1 && readTraits(database, session);
 }
 
 bool beginSession(Database& database, const ReplicaSession& session, const std::string& bootId) {
@@ -74,7 +93,9 @@ std::optional<ReplicaSession> began(Database& database, std::uint64_t firstInode
   const auto tables = database.integer("SELECT count(*) FROM sqlite_schema");
   if (!version || !tables) return {};
   if (*tables == 0 && !makeTables(database, firstInode)) return {};
-  if (*tables != 0 && *version != kVersion) return {};
+  const bool older = *tables != 0 && *version == kVersionWithoutTraits;
+  if (older && !addTraits(database)) return {};
+  if (*tables != 0 && !older && *version != kVersion) return {};
   ReplicaSession session;
   if (!readSession(database, session) || !beginSession(database, session, bootId)) return {};
   return session;

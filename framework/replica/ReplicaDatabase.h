@@ -5,6 +5,7 @@
 #include <string>
 
 #include "framework/replica/Database.h"
+#include "framework/replica/ItemTraits.h"
 #include "framework/replica/Node.h"
 #include "framework/replica/ReplicaFiles.h"
 
@@ -20,6 +21,7 @@ struct ReplicaSession {
   bool rootListed = false;
   bool anyOwnIdentifiers = false;
   std::string versionTemplate;
+  ItemTraitsPool::Stored traits;
 };
 
 // Numbers are reserved in the database in blocks, so that none is given twice even when the rows that hold

@@ -27,6 +27,7 @@ NodeRow rowFrom(const Statement& row, Inode parent) {
   node.ownIdentifier = row.bytes(11);
   node.attributes = row.bytes(12);
   fields.here = static_cast<std::uint16_t>(row.integer(13));
+  fields.traits = static_cast<std::uint32_t>(row.integer(14));
   if (!node.attributes.empty()) fields.attributesDigest = digestOfBytes(node.attributes);
   return node;
 }
@@ -38,7 +39,7 @@ ReplicaReader::ReplicaReader(Database database, bool anyOwnIdentifiers)
       anyOwnIdentifiers_(anyOwnIdentifiers),
       children_(database_.prepare(
           "SELECT inode, kind, listed, capabilities, flags, size, modified, versionTag, "
-          "name, created, accessed, identifier, attributes, here FROM node WHERE parent = ? "
+          "name, created, accessed, identifier, attributes, here, traits FROM node WHERE parent = ? "
           "ORDER BY inode")),
       parent_(database_.prepare("SELECT parent FROM node WHERE inode = ?")),
       ownIdentifier_(database_.prepare("SELECT inode FROM node WHERE identifier = ?")),

@@ -24,7 +24,7 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
     : around_(surroundings),
       database_(std::move(database)),
       putNode_(database_.prepare(
-          "INSERT OR REPLACE INTO node VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
+          "INSERT OR REPLACE INTO node VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
       putListed_(database_.prepare("UPDATE node SET listed = 1 WHERE inode = ?")),
       putDetached_(database_.prepare("UPDATE node SET parent = 0 WHERE inode = ?")),
       below_(database_.prepare(
@@ -36,7 +36,9 @@ ReplicaWriter::ReplicaWriter(Database database, const Surroundings& surroundings
       putContent_(database_.prepare("INSERT OR REPLACE INTO content VALUES(?, ?, ?, ?, ?)")),
       dropContent_(database_.prepare("DELETE FROM content WHERE inode = ? AND generation = ?")),
       putSettled_(database_.prepare("UPDATE session SET settled = ?")),
+      putTraits_(database_.prepare("INSERT OR REPLACE INTO traits VALUES(?, ?)")),
       templateWritten_(around_.templates.current() != nullptr),
+      traitsWritten_(around_.traits.last()),
       pause_(kFirstPause),
       nextInode_(nextInode),
       reservedInodes_(nextInode + kInodeBlock) {
@@ -88,6 +90,7 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
   goneContents_.clear();
   goneItems_ = goneFolders_ = 0;
   templateInBatch_ = false;
+  traitsInBatch_ = traitsWritten_;
   const bool done = database_.execute("BEGIN IMMEDIATE") && writeAll(chunks) && database_.execute("COMMIT");
   if (!done) {
     const int code = database_.errorCode();
@@ -102,6 +105,7 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
   if (failing_) reportLine("what was learnt is being written again");
   failing_ = false;
   templateWritten_ = templateWritten_ || templateInBatch_;
+  traitsWritten_ = traitsInBatch_;
   pause_ = kFirstPause;
   removeGone();
   around_.journal.written(chunks.size());
@@ -110,7 +114,7 @@ bool ReplicaWriter::write(const std::vector<Journal::Chunk>& chunks) {
 }
 
 bool ReplicaWriter::writeAll(const std::vector<Journal::Chunk>& chunks) {
-  return writeTemplate() &&
+  return writeTemplate() && writeTraits() &&
          std::ranges::all_of(chunks, [this](const Journal::Chunk& chunk) { return chunk->read(*this); });
 }
 
@@ -120,6 +124,16 @@ bool ReplicaWriter::writeTemplate() {
   if (templateWritten_ || known == nullptr) return true;
   templateInBatch_ = true;
   return database_.prepare("UPDATE session SET versionTemplate = ?").bind(0, known->bytes()).run();
+}
+
+// The same of the traits that rows tell of by number.
+bool ReplicaWriter::writeTraits() {
+  const auto last = around_.traits.last();
+  for (; traitsInBatch_ < last; ++traitsInBatch_) {
+    const std::string bytes = around_.traits.bytes(traitsInBatch_ + 1);
+    if (!putTraits_.bind(0, std::int64_t{traitsInBatch_ + 1}).bind(1, bytes).run()) return false;
+  }
+  return true;
 }
 
 void ReplicaWriter::failed(const std::string& reason, bool damaged) {
@@ -174,6 +188,7 @@ bool ReplicaWriter::node(const NodeRow& row) {
   } else {
     putNode_.bindNull(16);
   }
+  putNode_.bind(17, std::int64_t{fields.traits});
   return putNode_.run();
 }
 

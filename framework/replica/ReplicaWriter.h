@@ -11,6 +11,7 @@
 
 #include "framework/replica/ContentStore.h"
 #include "framework/replica/Database.h"
+#include "framework/replica/ItemTraits.h"
 #include "framework/replica/Journal.h"
 #include "framework/replica/ReplicaHealth.h"
 #include "framework/replica/ReplicaReader.h"
@@ -28,6 +29,7 @@ class ReplicaWriter final : private JournalChunk::Reader {
     ContentStore& contents;
     ReplicaReader& reader;
     VersionTemplates& templates;
+    ItemTraitsPool& traits;
     ReplicaHealth& health;
     ReplicaCounters& counters;
     std::function<void()> written;  // called on the writer's thread after each batch
@@ -48,6 +50,7 @@ class ReplicaWriter final : private JournalChunk::Reader {
   bool write(const std::vector<Journal::Chunk>& chunks);
   bool writeAll(const std::vector<Journal::Chunk>& chunks);
   bool writeTemplate();
+  bool writeTraits();
   void failed(const std::string& reason, bool damaged);
   void removeGone();
   void end();
@@ -64,13 +67,15 @@ class ReplicaWriter final : private JournalChunk::Reader {
   std::mutex databaseMutex_;  // guards database_ and the statements
   Database database_;
   Statement putNode_, putListed_, putDetached_, below_, dropNode_, dropContents_, putContent_, dropContent_,
-      putSettled_;
+      putSettled_, putTraits_;
   bool templateWritten_;
+  ItemTraitsPool::Number traitsWritten_;
   bool failing_ = false;
   std::chrono::milliseconds pause_;
   unsigned swept_ = 0;
   // Of the transaction at hand:
   bool templateInBatch_ = false;
+  ItemTraitsPool::Number traitsInBatch_ = 0;
   std::vector<Inode> goneContents_;
   std::int64_t goneItems_ = 0, goneFolders_ = 0;
   std::atomic<std::uint64_t> nextInode_;

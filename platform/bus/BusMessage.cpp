@@ -52,6 +52,13 @@ int append(sd_bus_message* message, const BusArgument& argument) {
       }
       return result < 0 ? result : sd_bus_message_close_container(message);
     }
+    int operator()(const std::vector<BusBytes>& arrays) const {
+      int result = sd_bus_message_open_container(message, 'a', "ay");
+      for (auto array = arrays.begin(); result >= 0 && array != arrays.end(); ++array) {
+        result = (*this)(*array);
+      }
+      return result < 0 ? result : sd_bus_message_close_container(message);
+    }
     int operator()(const BusOptions& options) const {
       int result = sd_bus_message_open_container(message, 'a', "{sv}");
       for (auto option = options.texts.begin(); result >= 0 && option != options.texts.end(); ++option) {
@@ -89,7 +96,7 @@ int readBytes(sd_bus_message* message, BusArguments& into) {
   const void* bytes = nullptr;
   std::size_t size = 0;
   const int result = sd_bus_message_read_array(message, 'y', &bytes, &size);
-  if (result < 0) return result;
+  if (result <= 0) return result;
   if (size > kMostBytes) return -EMSGSIZE;
   into.emplace_back(BusBytes{std::string(static_cast<const char*>(bytes), size)});
   return 1;
@@ -116,6 +123,20 @@ int readStrings(sd_bus_message* message, BusArguments& into) {
   }
   if (result < 0) return result;
   into.emplace_back(std::move(texts));
+  return sd_bus_message_exit_container(message) < 0 ? -EBADMSG : 1;
+}
+
+int readByteArrays(sd_bus_message* message, BusArguments& into) {
+  std::vector<BusBytes> arrays;
+  std::size_t total = 0;
+  int result = sd_bus_message_enter_container(message, 'a', "ay");
+  for (BusArguments one; result >= 0 && (result = readBytes(message, one)) > 0; one.clear()) {
+    arrays.push_back(std::move(std::get<BusBytes>(one.front())));
+    total += arrays.back().bytes.size();
+    if (arrays.size() == kMostStrings || total > kMostBytes) return -EMSGSIZE;
+  }
+  if (result < 0) return result;
+  into.emplace_back(std::move(arrays));
   return sd_bus_message_exit_container(message) < 0 ? -EBADMSG : 1;
 }
 
@@ -172,6 +193,8 @@ int readOne(sd_bus_message* message, BusType type, BusArguments& into) {
       return readStrings(message, into);
     case BusType::options:
       return readOptions(message, into);
+    case BusType::byteArrays:
+      return readByteArrays(message, into);
   }
   return -EINVAL;
 }

@@ -19,9 +19,10 @@ struct SignatureEntry {
 };
 // In the order of the alternatives of BusArgument.
 constexpr SignatureEntry kSignatures[] = {
-    {BusType::string, "s"},     {BusType::bytes, "ay"},   {BusType::boolean, "b"},    {BusType::int32, "i"},
-    {BusType::uint32, "u"},     {BusType::int64, "x"},    {BusType::uint64, "t"},     {BusType::real, "d"},
-    {BusType::descriptor, "h"}, {BusType::strings, "as"}, {BusType::options, "a{sv}"}};
+    {BusType::string, "s"},   {BusType::bytes, "ay"},      {BusType::boolean, "b"},
+    {BusType::int32, "i"},    {BusType::uint32, "u"},      {BusType::int64, "x"},
+    {BusType::uint64, "t"},   {BusType::real, "d"},        {BusType::descriptor, "h"},
+    {BusType::strings, "as"}, {BusType::options, "a{sv}"}, {BusType::byteArrays, "aay"}};
 static_assert(std::size(kSignatures) == std::variant_size_v<BusArgument>);
 
 std::optional<std::string> badContent(const BusArgument& argument) {

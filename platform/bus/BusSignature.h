@@ -21,7 +21,8 @@ enum class BusType {
   real,
   descriptor,
   strings,
-  options
+  options,
+  byteArrays
 };
 
 // The types in a signature of our letters; nothing when it has another letter or more than 32 types.

@@ -54,7 +54,8 @@ namespace zelto {
 //   CancelImport(t ticket)                          ends an import; what was brought over stays
 //   AllActions() -> s                               JSON array of the actions that the extension has, in the
 //                                                   order for a menu: identifier, title
-//   Actions(aay paths) -> s                         those of them that may be chosen for these items together;
+//   Actions(aay paths) -> s                         those of them that may be chosen for these items
+//   together;
 //                                                   [] when one of the items is not known here
 //   Perform(s action, aay paths)                    carries an action out on the items; answered when that is
 //                                                   done. ENOENT: no such action, or an item that is not
@@ -67,7 +68,7 @@ namespace zelto {
 //                                                   identifier, decorations ([identifier,…]), actions
 //                                                   ([identifier,…], of this item alone; several items
 //                                                   together are offered what each of them is), state
-//                                                   (current|pending|uploading|waiting|failed|local), reason
+//                                                   (current|pending|uploading|failed|local), reason
 //                                                   ("" for none), materialised (none|partial|full); asks the
 //                                                   host for nothing
 //   FolderStates(ay path) -> s                      the same of all children of a folder that are known here,

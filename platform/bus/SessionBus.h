@@ -24,10 +24,10 @@ struct BusBytes {
 struct BusOptions {
   std::map<std::string, std::string> texts;
 };
-using BusArgument =
-    std::variant<std::string, BusBytes, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
-                 double, std::shared_ptr<UniqueDescriptor>, std::vector<std::string>, BusOptions>;
-// Signature letters: s, ay, b, i, u, x, t, d, h, as, a{sv}.
+using BusArgument = std::variant<std::string, BusBytes, bool, std::int32_t, std::uint32_t, std::int64_t,
+                                 std::uint64_t, double, std::shared_ptr<UniqueDescriptor>,
+                                 std::vector<std::string>, BusOptions, std::vector<BusBytes>>;
+// Signature letters: s, ay, b, i, u, x, t, d, h, as, a{sv}, aay.
 using BusArguments = std::vector<BusArgument>;
 
 struct BusMethodCall {

@@ -37,7 +37,7 @@ class BusCallTest : public testing::Test {
   BusInterface interface() {
     const auto echo = [](BusMethodCall call, BusReply reply) { reply(std::move(call.arguments)); };
     return {kTarget.interface,
-            {{"Echo", "saybiuxtdhasa{sv}", "saybiuxtdhasa{sv}", echo},
+            {{"Echo", "saybiuxtdhasa{sv}aay", "saybiuxtdhasa{sv}aay", echo},
              {"Text", "s", "s", echo},
              {"Texts", "as", "as", echo},
              {"Wrong", "", "s", [](BusMethodCall, BusReply reply) { reply(BusArguments{std::uint32_t{1}}); }},
@@ -68,13 +68,13 @@ TEST_F(BusCallTest, CarriesEveryTypeThereAndBack) {
   const std::string path("/\xff\0/b", 5);
   const std::vector<std::string> texts{"", "zwei", "drei ☃"};
 
-  const auto reply = call(
-      "Echo", "saybiuxtdhasa{sv}",
-      {std::string("grüß"), BusBytes{path}, true, std::int32_t{-7}, std::uint32_t{7}, std::int64_t{INT64_MIN},
-       std::uint64_t{UINT64_MAX}, 2.5, writer, texts, BusOptions{{{"name", "value"}, {"", ""}}}});
+  const auto reply = call("Echo", "saybiuxtdhasa{sv}aay",
+                          {std::string("grüß"), BusBytes{path}, true, std::int32_t{-7}, std::uint32_t{7},
+                           std::int64_t{INT64_MIN}, std::uint64_t{UINT64_MAX}, 2.5, writer, texts,
+                           BusOptions{{{"name", "value"}, {"", ""}}}, std::vector<BusBytes>{{path}, {}}});
 
   ASSERT_TRUE(reply) << reply.error().localizedDescription();
-  ASSERT_EQ(11U, reply->size());
+  ASSERT_EQ(12U, reply->size());
   EXPECT_EQ("grüß", std::get<std::string>((*reply)[0]));
   EXPECT_EQ(path, std::get<BusBytes>((*reply)[1]).bytes);
   EXPECT_TRUE(std::get<bool>((*reply)[2]));
@@ -86,6 +86,10 @@ TEST_F(BusCallTest, CarriesEveryTypeThereAndBack) {
   EXPECT_EQ(texts, std::get<std::vector<std::string>>((*reply)[9]));
   EXPECT_EQ((std::map<std::string, std::string>{{"name", "value"}, {"", ""}}),
             std::get<BusOptions>((*reply)[10]).texts);
+  const auto& arrays = std::get<std::vector<BusBytes>>((*reply)[11]);
+  ASSERT_EQ(2U, arrays.size());
+  EXPECT_EQ(path, arrays[0].bytes);
+  EXPECT_EQ("", arrays[1].bytes);
 
   const auto& received = std::get<std::shared_ptr<UniqueDescriptor>>((*reply)[8]);
   ASSERT_EQ(1, ::write(received->get(), "x", 1));

@@ -20,7 +20,8 @@ class FakeItem final : public NSFileProviderItem {
   double modifiedField = 1700000000.25;
   std::optional<double> createdField, usedField;
   std::uint64_t stampField = 0;  // what the version is made of
-  NSDictionary attributesField;
+  NSDictionary attributesField, userInfoField;
+  std::vector<std::string> decorationsField;
   NSFileProviderItemCapabilities capabilitiesField{239};
   NSFileProviderFileSystemFlags flagsField{6};
 
@@ -43,7 +44,8 @@ class FakeItem final : public NSFileProviderItem {
     if (!version_) version_ = std::make_shared<const NSFileProviderItemVersion>(versionOf(stampField));
     return version_;
   }
-  NSDictionary userInfo() const override { return {}; }
+  NSDictionary userInfo() const override { return userInfoField; }
+  std::vector<std::string> decorations() const override { return decorationsField; }
 
   // Like an archive of a date: long, and different in eight bytes only.
   static NSFileProviderItemVersion versionOf(std::uint64_t stamp) {

@@ -242,7 +242,7 @@ TEST_F(ZeltoLocaliseTest, EveryLanguageHasEveryToken) {
     }
   }
   EXPECT_EQ(7, tables);
-  EXPECT_EQ(8, base.size());
+  EXPECT_EQ(25, base.size());
 }
 
 TEST_F(ZeltoLocaliseTest, TheUsersLanguageComesBeforeTheDefault) {
