@@ -77,6 +77,7 @@ std::optional<std::string> mountPointOf(std::string_view json) {
 std::optional<std::vector<PathState>> statesOf(std::string_view json) {
   return elements<PathState>(json, [](const NSDictionary& entry) -> std::optional<PathState> {
     std::string path = decoded(text(entry, "path"));
+    while (path.size() > 1 && path.ends_with('/')) path.pop_back();
     if (!path.starts_with('/') || path.contains('\0')) return std::nullopt;
     return PathState{std::move(path), stateOf(entry)};
   });

@@ -110,11 +110,11 @@ void Desktop::perform(const Action& action, const std::vector<std::string>& path
           });
 }
 
-std::vector<InfoRow> Desktop::rows(const std::string& path) {
+std::vector<InfoRow> Desktop::rows(const std::string& path, bool isFolder) {
   Domain* const domain = watch_.find(path);
   const ItemState* const state = domain != nullptr ? domain->states().cache().find(path) : nullptr;
   if (state == nullptr) return {};
-  return rowsOf(*state, domain->badges());
+  return rowsOf(*state, domain->badges(), isFolder);
 }
 
 }  // namespace zelto::desktop

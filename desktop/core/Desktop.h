@@ -44,7 +44,7 @@ class Desktop {
   // Has an action carried out. A failure is shown to the user.
   void perform(const Action& action, const std::vector<std::string>& paths);
   // What there is to show of the item beside its usual properties; empty when nothing is known.
-  std::vector<InfoRow> rows(const std::string& path);
+  std::vector<InfoRow> rows(const std::string& path, bool isFolder);
 
  private:
   struct Waiting {

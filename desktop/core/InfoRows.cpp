@@ -39,7 +39,7 @@ std::string labelsOf(const ItemState& state, const std::vector<Badge>& badges) {
 
 }  // namespace
 
-std::vector<InfoRow> rowsOf(const ItemState& state, const std::vector<Badge>& badges) {
+std::vector<InfoRow> rowsOf(const ItemState& state, const std::vector<Badge>& badges, bool isFolder) {
   std::vector<InfoRow> rows;
   if (!state.known) return rows;
   const auto add = [&](const char* name, std::string value) {
@@ -47,7 +47,7 @@ std::vector<InfoRow> rowsOf(const ItemState& state, const std::vector<Badge>& ba
   };
   add("State", textOf(kStates, state.state));
   add("Reason", state.reason);
-  add("Content", textOf(kContents, state.materialised));
+  if (!isFolder) add("Content", textOf(kContents, state.materialised));
   add("Marks", labelsOf(state, badges));
   return rows;
 }

@@ -131,6 +131,8 @@ GList* Extension::menu(GList* files) {
   return menuOf(*this, provider_, offered.value_or(std::vector<Action>()), paths);
 }
 
-std::vector<InfoRow> Extension::rows(FileInfo* file) { return desktop_.rows(pathOf(file)); }
+std::vector<InfoRow> Extension::rows(FileInfo* file) {
+  return desktop_.rows(pathOf(file), BROWSER(file_info_is_directory)(file) != FALSE);
+}
 
 }  // namespace zelto::desktop

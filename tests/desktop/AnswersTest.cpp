@@ -14,12 +14,13 @@ TEST(AnswersTest, ReadsStatesWithPathsThatAreNoText) {
   const auto states = statesOf(R"([
     {"path": "/m/a%20b%FF%25", "known": true, "identifier": "x", "decorations": ["d", "e"], "actions": ["p"],
      "state": "failed", "reason": "no room", "materialised": "partial", "more": {"of": "it"}},
-    {"path": "/m/new", "known": false}])");
+    {"path": "/m/new/", "known": false}])");
 
   ASSERT_TRUE(states);
   ASSERT_EQ(2U, states->size());
   EXPECT_EQ("/m/a b\xff%", (*states)[0].path);
   EXPECT_EQ((ItemState{true, {"d", "e"}, {"p"}, "failed", "no room", "partial"}), (*states)[0].state);
+  EXPECT_EQ("/m/new", (*states)[1].path);
   EXPECT_EQ(ItemState(), (*states)[1].state);
 }
 
@@ -61,13 +62,14 @@ TEST(AnswersTest, ReadsActionsAndBadges) {
 
 TEST(RowsTest, TellNothingOfAnItemThatIsNotKnown) {
   ItemState state{false, {"d"}, {}, "failed", "no room", "full"};
-  EXPECT_TRUE(rowsOf(state, {{"d", "Mine"}}).empty());
+  EXPECT_TRUE(rowsOf(state, {{"d", "Mine"}}, false).empty());
   state.known = true;
   EXPECT_EQ((std::vector<InfoRow>{{"State", "Changed here, could not be sent"},
                                   {"Reason", "no room"},
                                   {"Content", "On this computer"},
                                   {"Marks", "Mine"}}),
-            rowsOf(state, {{"c", "Other"}, {"d", "Mine"}}));
+            rowsOf(state, {{"c", "Other"}, {"d", "Mine"}}, false));
+  EXPECT_EQ(3U, rowsOf(state, {{"d", "Mine"}}, true).size());
 }
 
 TEST(EmblemsTest, AreTheDecorationsAndWhatBecomesOfAChange) {

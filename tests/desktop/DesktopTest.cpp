@@ -83,7 +83,7 @@ TEST_F(DesktopTest, WithoutAManagerKnowsThatThereIsNothing) {
   ASSERT_TRUE(desktop_->known(kA));
   EXPECT_EQ(nullptr, *desktop_->known(kA));
   EXPECT_TRUE(desktop_->offered({kA})->empty());
-  EXPECT_TRUE(desktop_->rows(kA).empty());
+  EXPECT_TRUE(desktop_->rows(kA, false).empty());
 }
 
 TEST_F(DesktopTest, WithoutABusLikewise) {

@@ -41,7 +41,8 @@ def enter_namespace(build):
                                env={**os.environ, "DESTDIR": plugins}, check=False)
     if installed.returncode != 0:
         sys.exit(f"The plug-ins are not built there (-DZELTO_DESKTOP=ON): {installed.stderr.strip()[-300:]}")
-    mount = f'mount -t overlay overlay -o "lowerdir={plugins}/usr:/usr" /usr && exec "$0" "$@"'
+    # A mount of somebody else that hangs would make the browsers wait.
+    mount = f'umount -l -a -t fuse.zelto; mount -t overlay overlay -o "lowerdir={plugins}/usr:/usr" /usr && exec "$0" "$@"'
     arguments = ["unshare", "--mount", "bash", "-c", mount, sys.executable, *sys.argv]
     if os.geteuid() != 0:
         arguments.insert(1, "--map-root-user")
@@ -57,6 +58,7 @@ class Session:
         self.root = Path(tempfile.mkdtemp(prefix="zelto-desktop-"))
         self.size = (width, height)
         self.processes = []
+        self.endings = []  # what is to be done while the bus is still there
         home, run = self.root / "home", self.root / "run"
         home.mkdir()
         run.mkdir(mode=0o700)
@@ -97,6 +99,8 @@ class Session:
         Atspi.init()
 
     def end(self):
+        for ending in self.endings:
+            ending()
         for process in reversed(self.processes):
             process.terminate()
         for process in self.processes:
@@ -240,14 +244,39 @@ class Browser:
         self.process.wait(PATIENCE)
 
 
-class FakeManager:
-    """fake_manager, serving a folder."""
+class RealManager:
+    """Extension and host as "zelto up" starts them, serving a folder of shares with one share, "Shown"."""
 
-    def __init__(self, session, folder):
-        self.shown = folder
+    def __init__(self, session, build):
+        self.server, self.shown = session.root / "Server", session.root / "Served"
+        (self.server / "Shown").mkdir(parents=True)
+        self.zelto = str(Path(build) / "bin/zelto")
+        session.endings.append(lambda: subprocess.run([self.zelto, "down"], stdout=subprocess.DEVNULL, check=False))
+
+    def up(self):
+        """Starts it with what the server has then."""
+        subprocess.run([self.zelto, "up", str(self.server), "--mount", str(self.shown)], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def host_calls(self, operation):
+        """How often the host was asked for that."""
+        from gi.repository import Gio
+        name = "it.pellam.Zelto.Host"
+        answer = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+            name + ".default", "/it/pellam/Zelto/Host/default", name + "1", "Status", None, None,
+            Gio.DBusCallFlags.NONE, -1)
+        return json.loads(answer.unpack()[0])["calls"].get(operation, 0)
+
+
+class FakeManager:
+    """fake_manager, serving an empty folder."""
+
+    def __init__(self, session):
+        self.shown = session.root / "Served"
+        self.shown.mkdir()
         self.log = session.root / "calls"
         self.log.touch()
-        session.start(str(HERE / "fake_manager"), str(folder), str(self.log))
+        session.start(str(HERE / "fake_manager"), str(self.shown), str(self.log))
         eventually("the manager", lambda: self.log.stat().st_size > 0)
 
     def calls(self, method):
