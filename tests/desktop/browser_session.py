@@ -148,7 +148,7 @@ class Browser:
         width, height = session.size
         self.window = eventually("the window", self.find_window)
         self.xdotool("windowmove", self.window, "0", "0", "windowsize", self.window, str(width), str(height),
-                     "windowactivate", "--sync", self.window, "mousemove", str(width - 5), str(height - 5))
+                     "windowactivate", "--sync", self.window, "mousemove", str(width - 5), str(height // 2))
 
     def find_window(self):
         found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{self.folder.name}"],
@@ -191,13 +191,11 @@ class Browser:
             pass
         return None
 
-    def open_menu(self, select):
-        """The menu of all items, or of the folder. Items are few, so that there is room below them."""
+    def open_menu(self, *selecting):
+        """The menu of what these keys select, or of the folder. Items are few, so that there is room below them."""
         width, height = self.session.size
         self.xdotool("mousemove", str(int(width * 0.85)), str(int(height * 0.85)), "click", "1")
-        if select:
-            self.key("ctrl+a")
-        self.key("shift+F10")
+        self.key(*selecting, "shift+F10")
         eventually("the menu", lambda: self.find(self.is_properties_entry))
 
     def is_properties_entry(self, node):
@@ -207,6 +205,11 @@ class Browser:
 
     def is_showing(self, node):
         return node.get_state_set().contains(self.session.atspi.StateType.SHOWING)
+
+    def open_submenu(self):
+        node = self.find(lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
+                         and (self.name == "nautilus" or self.is_showing(node)))
+        node.get_action_iface().do_action(0)
 
     def close_menu(self):
         self.key("Escape")
@@ -248,7 +251,7 @@ class RealManager:
     """Extension and host as "zelto up" starts them, serving a folder of shares with one share, "Shown"."""
 
     def __init__(self, session, build):
-        self.server, self.shown = session.root / "Server", session.root / "Served"
+        self.server, self.shown = session.root / "Server", session.root / "home/Zelto"
         (self.server / "Shown").mkdir(parents=True)
         self.zelto = str(Path(build) / "bin/zelto")
         session.endings.append(lambda: subprocess.run([self.zelto, "down"], stdout=subprocess.DEVNULL, check=False))
@@ -266,6 +269,24 @@ class RealManager:
             name + ".default", "/it/pellam/Zelto/Host/default", name + "1", "Status", None, None,
             Gio.DBusCallFlags.NONE, -1)
         return json.loads(answer.unpack()[0])["calls"].get(operation, 0)
+
+    @staticmethod
+    def perform(action, *paths):
+        """Has the manager carry out an action."""
+        from gi.repository import Gio, GLib
+        name = "it.pellam.Zelto.FileProvider"
+        arguments = GLib.Variant("(saay)", ("it.pellam.Zelto.Provider." + action, [str(path).encode() for path in paths]))
+        Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+            name + ".default", "/it/pellam/Zelto/FileProvider/default", name + "1", "Perform", arguments, None,
+            Gio.DBusCallFlags.NONE, -1)
+
+    @staticmethod
+    def end_host():
+        from gi.repository import Gio
+        name = "it.pellam.Zelto.Host"
+        Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+            name + ".default", "/it/pellam/Zelto/Host/default", name + "1", "Shutdown", None, None,
+            Gio.DBusCallFlags.NONE, -1)
 
 
 class FakeManager:
