@@ -203,13 +203,16 @@ class Browser:
         return (node.get_role_name() == "menu item" and node.get_name() == "Properties"
                 and (self.name == "nautilus" or self.is_showing(node)))
 
+    def activate(self, node):
+        self.session.atspi.Action.do_action(node, 0)
+
     def is_showing(self, node):
         return node.get_state_set().contains(self.session.atspi.StateType.SHOWING)
 
     def open_submenu(self):
         node = self.find(lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
                          and (self.name == "nautilus" or self.is_showing(node)))
-        node.get_action_iface().do_action(0)
+        self.activate(node)
 
     def close_menu(self):
         self.key("Escape")
@@ -235,7 +238,7 @@ class Browser:
 
     def choose(self, title):
         (entry,) = [node for node in self.entry_nodes() if node.get_name() == title]
-        entry.get_action_iface().do_action(0)
+        self.activate(entry)
 
     def wait_for_item(self, name):
         return eventually(f"the item {name}", lambda: self.find(lambda node: node.get_name() == name))
