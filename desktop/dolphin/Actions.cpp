@@ -1,5 +1,6 @@
 #include "desktop/dolphin/Actions.h"
 
+#include <KFileItem>
 #include <KFileItemListProperties>
 #include <KPluginFactory>
 #include <QAction>
@@ -31,13 +32,12 @@ ZeltoActions::ZeltoActions(QObject* parent, const QVariantList&) : KAbstractFile
 
 QList<QAction*> ZeltoActions::actions(const KFileItemListProperties& selected, QWidget* window) {
   const std::vector<std::string> paths = pathsOf(selected);
-  const auto offered = Items::instance().desktop().offered(paths);
+  const auto offered = Items::instance().offered(paths);
   if (!offered || offered->empty()) return {};
   auto* const menu = new QMenu(QStringLiteral("Zelto"), window);
   for (const Action& action : *offered) {
     QAction* const entry = menu->addAction(QString::fromStdString(action.title));
-    connect(entry, &QAction::triggered, this,
-            [action, paths] { Items::instance().desktop().perform(action, paths); });
+    connect(entry, &QAction::triggered, this, [action, paths] { Items::instance().perform(action, paths); });
   }
   return {menu->menuAction()};
 }

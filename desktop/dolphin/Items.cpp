@@ -39,6 +39,14 @@ std::vector<std::string> Items::overlays(const std::string& path) {
   return {};
 }
 
+std::optional<std::vector<Action>> Items::offered(const std::vector<std::string>& paths) {
+  return desktop_.offered(paths);
+}
+
+void Items::perform(const Action& action, const std::vector<std::string>& paths) {
+  desktop_.perform(action, paths);
+}
+
 void Items::show(const std::string& path) {
   const std::string folder = parentOf(path);
   std::erase(folders_, folder);

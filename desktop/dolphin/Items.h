@@ -21,7 +21,9 @@ class __attribute__((visibility("default"))) Items : private DesktopListener {
   using Listener = std::function<void(const std::string& path, const std::vector<std::string>& icons)>;
   void setListener(Listener listener) { listener_ = std::move(listener); }
 
-  Desktop& desktop() { return desktop_; }
+  // As Desktop has them.
+  std::optional<std::vector<Action>> offered(const std::vector<std::string>& paths);
+  void perform(const Action& action, const std::vector<std::string>& paths);
 
  private:
   Items() : desktop_(*this) {}
