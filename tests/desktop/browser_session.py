@@ -67,7 +67,8 @@ class Session:
             os.environ.pop(name, None)
         os.environ.update(HOME=str(home), XDG_RUNTIME_DIR=str(run), LANG="C.UTF-8", XDG_SESSION_TYPE="x11",
                           GDK_BACKEND="x11", GSK_RENDERER="cairo", LIBGL_ALWAYS_SOFTWARE="1",
-                          GSETTINGS_BACKEND="memory", QT_QPA_PLATFORM="xcb", GTK_MODULES="gail:atk-bridge")
+                          GSETTINGS_BACKEND="memory", QT_QPA_PLATFORM="xcb", GTK_MODULES="gail:atk-bridge",
+                          QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
         try:
             self.start_display()
         except BaseException:
@@ -139,6 +140,7 @@ class Session:
 class Browser:
     """One window of a file browser on a folder."""
 
+    # Dolphin's menus cannot be read from outside; it is here for pictures.
     COMMANDS = {"nautilus": ["nautilus", "--new-window"], "nemo": ["nemo", "--no-desktop"],
                 "caja": ["caja", "--no-desktop"], "dolphin": ["dolphin"]}
 
@@ -195,8 +197,9 @@ class Browser:
         """The menu of what these keys select, or of the folder. Items are few, so that there is room below them."""
         width, height = self.session.size
         self.xdotool("mousemove", str(int(width * 0.85)), str(int(height * 0.85)), "click", "1")
-        self.key(*selecting, "shift+F10")
-        eventually("the menu", lambda: self.find(self.is_properties_entry))
+        self.key(*selecting, "Menu" if self.name == "dolphin" else "shift+F10")
+        if self.name != "dolphin":
+            eventually("the menu", lambda: self.find(self.is_properties_entry))
 
     def is_properties_entry(self, node):
         # A menu that GTK 4 shows does not say so; it is not there before.
@@ -210,6 +213,9 @@ class Browser:
         return node.get_state_set().contains(self.session.atspi.StateType.SHOWING)
 
     def open_submenu(self):
+        if self.name == "dolphin":
+            self.key("Up", "Up", "Right")
+            return
         node = self.find(lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
                          and (self.name == "nautilus" or self.is_showing(node)))
         self.activate(node)
@@ -264,32 +270,31 @@ class RealManager:
         subprocess.run([self.zelto, "up", str(self.server), "--mount", str(self.shown)], check=True,
                        stdout=subprocess.DEVNULL)
 
+    @staticmethod
+    def call(role, interface, method, arguments=None):
+        """A call to the extension ("FileProvider") or the host ("Host"); its answer, if there is one."""
+        from gi.repository import Gio
+        name = "it.pellam.Zelto." + role
+        answer = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+            name + ".default", "/" + name.replace(".", "/") + "/default", interface, method, arguments, None,
+            Gio.DBusCallFlags.NONE, -1).unpack()
+        return json.loads(answer[0]) if answer else None
+
+    def status(self):
+        return self.call("FileProvider", "it.pellam.Zelto.FileProvider1", "Status")
+
+    def perform(self, action, *paths):
+        from gi.repository import GLib
+        paths = [str(path).encode() for path in paths]
+        self.call("FileProvider", "it.pellam.Zelto.FileProvider1", "Perform",
+                  GLib.Variant("(saay)", ("it.pellam.Zelto.Provider." + action, paths)))
+
     def host_calls(self, operation):
         """How often the host was asked for that."""
-        from gi.repository import Gio
-        name = "it.pellam.Zelto.Host"
-        answer = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
-            name + ".default", "/it/pellam/Zelto/Host/default", name + "1", "Status", None, None,
-            Gio.DBusCallFlags.NONE, -1)
-        return json.loads(answer.unpack()[0])["calls"].get(operation, 0)
+        return self.call("Host", "it.pellam.Zelto.Host1", "Status")["calls"].get(operation, 0)
 
-    @staticmethod
-    def perform(action, *paths):
-        """Has the manager carry out an action."""
-        from gi.repository import Gio, GLib
-        name = "it.pellam.Zelto.FileProvider"
-        arguments = GLib.Variant("(saay)", ("it.pellam.Zelto.Provider." + action, [str(path).encode() for path in paths]))
-        Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
-            name + ".default", "/it/pellam/Zelto/FileProvider/default", name + "1", "Perform", arguments, None,
-            Gio.DBusCallFlags.NONE, -1)
-
-    @staticmethod
-    def end_host():
-        from gi.repository import Gio
-        name = "it.pellam.Zelto.Host"
-        Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
-            name + ".default", "/it/pellam/Zelto/Host/default", name + "1", "Shutdown", None, None,
-            Gio.DBusCallFlags.NONE, -1)
+    def end_host(self):
+        self.call("Host", "it.pellam.Zelto.Host1", "Shutdown")
 
 
 class FakeManager:
