@@ -82,6 +82,12 @@ bool isAnsweredByNotice(const std::string& identifier) {
   return isSameName(name, "ShowCustomFields") || isSameName(name, "CheckoutStatus");
 }
 
+Outcome performOn(const Client& manager, const std::string& action, const std::vector<std::string>& paths) {
+  const auto done = manager.call("Perform", "saay", {action, resolved(paths)});
+  if (!done) return std::unexpected(done.error());
+  return {};
+}
+
 void printBadges(const NSDictionary& state, const std::string& path) {
   if (!flagField(state, "known")) return fmt::print("{}: not known here yet\n", printable(path));
   std::vector<std::string> badges;
@@ -122,11 +128,13 @@ Outcome perform(const DoOptions& options, const NamedDomain& named) {
   if (!manager) return std::unexpected(manager.error());
   const auto identifier = identifierOf(*manager, options.action);
   if (!identifier) return std::unexpected(identifier.error());
+  if (!isAnsweredByNotice(*identifier)) return performOn(*manager, *identifier, options.paths);
   const Client host = Client::host(manager->bus(), chosenDomain(named, options.paths.front()));
-  const double before = timeOfNotice(host);
-  const auto done = manager->call("Perform", "saay", {*identifier, resolved(options.paths)});
-  if (!done) return std::unexpected(done.error());
-  if (isAnsweredByNotice(*identifier)) printNotice(host, before);
+  for (const std::string& path : options.paths) {
+    const double before = timeOfNotice(host);
+    if (auto outcome = performOn(*manager, *identifier, {path}); !outcome) return outcome;
+    printNotice(host, before);
+  }
   return {};
 }
 

@@ -28,7 +28,11 @@ Failure explained(const NSError& error, const std::string& what) {
   return {ExitCode::failed, error.localizedDescription()};
 }
 
-std::string signatureOf(const BusArguments& arguments) { return arguments.empty() ? "" : "ay"; }
+// Of the calls that are answered by a text: nothing, a path, or several.
+std::string signatureOf(const BusArguments& arguments) {
+  if (arguments.empty()) return "";
+  return std::holds_alternative<BusBytes>(arguments.front()) ? "ay" : "aay";
+}
 
 }  // namespace
 

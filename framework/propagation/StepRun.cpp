@@ -146,7 +146,26 @@ void StepRun::settleAsSentBefore(const NSFileProviderItemPtr& item) {
   end({.kind = StepResult::Kind::again});
 }
 
+Inode StepRun::topAbove(Inode inode) const {
+  auto node = parts_->replica.node(inode);
+  if (!node) node = parts_->replica.node(step_.node.parent);
+  while (node && node->parent != kRootInode) node = parts_->replica.node(node->parent);
+  return node ? node->inode : 0;
+}
+
+// Nothing can be made at the top from here. With a share that the server does not show everything in it is
+// gone, and is there again when the share is: until then its changes wait.
 void StepRun::serverLost(Inode inode) {
+  const Inode top = topAbove(inode);
+  if (top == 0) return lostForGood(inode);
+  find(parts_->replica.identifier(top), [this, inode](const Look& look) {
+    if (look.what == Look::What::found) return lostForGood(inode);
+    const bool gone = look.what == Look::What::gone;
+    fail(gone ? errorWithPOSIXCode(ENOENT, "the server does not show its folder at the moment") : look.error);
+  });
+}
+
+void StepRun::lostForGood(Inode inode) {
   parts_->replica.stepFailed(step_);
   apply(parts_->replica.serverLost(inode));
   end({.kind = StepResult::Kind::again});

@@ -141,6 +141,9 @@ class StepRun : public std::enable_shared_from_this<StepRun> {
   void unanswered();
   void end(StepResult result);
   void apply(const ReplicaDelta& delta);
+  // The folder of the root that an item stands in; the item itself; 0 where that is not known.
+  Inode topAbove(Inode inode) const;
+  void lostForGood(Inode inode);
   std::string path() const;
   // Has a file's content delivered, for one of the two below to look at and remove.
   using Judgement = void (StepRun::*)(const std::string& deliveredPath, const NSFileProviderItemPtr& item,

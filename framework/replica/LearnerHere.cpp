@@ -49,7 +49,8 @@ bool Learner::keptHere(Slot slot) {
   if (node.local) return true;  // its next step will find out
   if (here_.asked && here_.editor.changes().settledSince(*here_.asked, node.inode)) return true;
   if (!here_.editor.anyLocalBelow(slot)) return false;
-  lost_.push_back(node.inode);
+  // What stands at the top is not made from here, and comes back when the server shows it again.
+  if (node.parent != table_.root()) lost_.push_back(node.inode);
   return true;
 }
 

@@ -183,15 +183,17 @@ class Browser:
                 yield from self.walk(child, depth + 1)
 
     def find(self, condition):
-        """The first node that it holds for; the tree may change while it is read."""
+        """The first node that it holds for."""
+        return self.read(lambda: next((node for node in self.nodes() if condition(node)), None))
+
+    @staticmethod
+    def read(function):
+        """What the function makes of the tree; None when the tree has changed meanwhile."""
         from gi.repository import GLib
         try:
-            for node in self.nodes():
-                if condition(node):
-                    return node
+            return function()
         except GLib.Error:
-            pass
-        return None
+            return None
 
     def open_menu(self, *selecting):
         """The menu of what these keys select, or of the folder. Items are few, so that there is room below them."""
@@ -216,9 +218,9 @@ class Browser:
         if self.name == "dolphin":
             self.key("Up", "Up", "Right")
             return
-        node = self.find(lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
-                         and (self.name == "nautilus" or self.is_showing(node)))
-        self.activate(node)
+        self.activate(eventually("our entry", lambda: self.find(
+            lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
+            and (self.name == "nautilus" or self.is_showing(node)))))
 
     def close_menu(self):
         self.key("Escape")
@@ -240,7 +242,7 @@ class Browser:
 
     def entries(self):
         """The titles of our entries, in their order; None where there are none."""
-        return [node.get_name() for node in self.entry_nodes()] or None
+        return self.read(lambda: [node.get_name() for node in self.entry_nodes()]) or None
 
     def choose(self, title):
         (entry,) = [node for node in self.entry_nodes() if node.get_name() == title]

@@ -311,6 +311,29 @@ TEST_F(ConflictTest, NamesThatChangePlacesDoSoOnTheServer) {
   EXPECT_TRUE(conflictsSoFar().empty());
 }
 
+TEST_F(ConflictTest, ChangesInAShareThatIsNotShownWaitUntilItIsAgain) {
+  server.put("/share/file", "1");
+  server.putFolder("/other");
+  settings.sending.patientFailures = 1;
+  start();
+  propagator->hostLost();
+  write("share/file", "2");
+  write("share/new", "3");
+  const auto served = server.takeTree("/share");
+  listRoot();
+  EXPECT_EQ(namesIn(""), (Lines{"other", "share"}));
+  propagator->hostReady();
+  const auto failed = send();
+  EXPECT_EQ(failed.size(), 2U) << pendingText();
+  EXPECT_EQ(server.tree(), (Tree{{"/other", "/"}}));
+  server.putTree(served);
+  listRoot();
+  propagator->retryAll();
+  expectSent();
+  EXPECT_EQ(server.tree(),
+            (Tree{{"/other", "/"}, {"/share", "/"}, {"/share/file", "2"}, {"/share/new", "3"}}));
+}
+
 TEST_F(ConflictTest, AFolderGoesAsideOnlyWhenNothingIsJustLeavingIt) {
   server.putFolder("/share/a");
   server.putFolder("/share/a/x");

@@ -60,10 +60,14 @@ class PropagationFixture : public ::testing::Test, protected ReplicaFixture {
                                   std::move(observers), settings);
     propagator->start();
   }
-  void list(Inode folder) {
+  void listRoot() { listOne(kRootInode); }
+  void listOne(Inode folder) {
     std::promise<int> done;
     lister.list(folder, std::make_shared<FunctionWaiter>([&done](int error) { done.set_value(error); }));
     EXPECT_EQ(done.get_future().get(), 0);
+  }
+  void list(Inode folder) {
+    listOne(folder);
     for (const Inode child : *replica->children(folder)) {
       if (replica->node(child)->kind == NodeKind::folder) list(child);
     }

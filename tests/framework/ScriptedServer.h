@@ -49,6 +49,19 @@ class ScriptedServer final : public PlainExtension {
     const std::lock_guard lock(mutex_);
     eraseTree(path);
   }
+  // Takes a tree away, to be put back as it was.
+  auto takeTree(const std::string& top) {
+    const std::lock_guard lock(mutex_);
+    auto taken = entries_;
+    std::erase_if(taken,
+                  [&](const auto& each) { return each.first != top && !each.first.starts_with(top + "/"); });
+    eraseTree(top);
+    return taken;
+  }
+  void putTree(const auto& taken) {
+    const std::lock_guard lock(mutex_);
+    entries_.insert(taken.begin(), taken.end());
+  }
   // The next request "create", "upload", "move", "metadata", "delete", "look", "fetch", "find" or "list".
   void next(const std::string& operation, const std::string& path, Fate fate,
             const std::optional<NSError>& error = std::nullopt) {

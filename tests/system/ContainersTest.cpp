@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/system/Settled.h"
 #include "tests/system/TestSystem.h"
 
 namespace zelto::test {
@@ -39,6 +40,27 @@ TEST(ContainersTest, SettingsChangedWhileTheExtensionIsAwayShowWhenItComes) {
   system.waitUntilConnected();
   EXPECT_TRUE(eventually([&] { return names(system.mount()) == Names{"Bookmarks", "My Files"}; }));
   EXPECT_EQ(readFile(system.mount() / "My Files" / "share" / "file"), "text");
+}
+
+TEST(ContainersTest, ChangesInAShareThatTheRootDoesNotShowArriveWhenItDoesAgain) {
+  TestSystem system;
+  writeFile(system.share() / "file", "text");
+  system.start();
+  EXPECT_EQ(names(system.mounted()), Names{"file"});
+  system.host().kill(SIGKILL);
+  ASSERT_TRUE(eventually([&] { return !*system.status().find("hostConnected")->asBoolean(); }));
+  writeFile(system.mounted() / "file", "changed");
+  writeFile(system.mounted() / "new", "new");
+  system.startHost({"--my-files", "on"});
+  EXPECT_TRUE(eventually([&] { return fs::exists(system.mount() / "My Files"); }));
+  EXPECT_EQ(readFile(system.mounted() / "file"), "changed");
+  ASSERT_TRUE(system.callHost("SetMode", "bb", {false, false}).has_value());
+  EXPECT_TRUE(eventually([&] { return names(system.mount()) == Names{"share"}; }));
+  ASSERT_TRUE(system.callManager("Retry", "ay", {BusBytes{""}}).has_value());
+  EXPECT_EQ(waitUntilSettled(system), "");
+  EXPECT_EQ(readFile(system.share() / "file"), "changed");
+  EXPECT_EQ(readFile(system.share() / "new"), "new");
+  EXPECT_EQ(names(system.share()), (Names{"file", "new"}));
 }
 
 TEST(ContainersTest, BookmarksLeadToWhatTheyNameAndGoEverywhere) {
