@@ -124,16 +124,24 @@ class Session:
         self.picture(f"{name}.png")
         print(f"  the screen: {name}.png", file=sys.stderr)
 
-    def picture(self, path):
-        """The screen, once two pictures of it agree."""
+    def screen(self):
+        """What is to be seen, to be compared."""
+        subprocess.run(["import", "-window", "root", "-silent", f"png:{self.root}/screen.png"], check=True)
+        return subprocess.run(["convert", f"{self.root}/screen.png", "rgb:-"], capture_output=True, check=True).stdout
+
+    def settled_screen(self):
         previous = None
         for _ in range(50):
-            subprocess.run(["import", "-window", "root", "-silent", f"png:{self.root}/screen.png"], check=True)
-            current = subprocess.run(["convert", f"{self.root}/screen.png", "rgb:-"], capture_output=True, check=True)
-            if current.stdout == previous:
+            current = self.screen()
+            if current == previous:
                 break
-            previous = current.stdout
+            previous = current
             time.sleep(0.2)
+        return current
+
+    def picture(self, path):
+        """The screen, once two pictures of it agree."""
+        self.settled_screen()
         subprocess.run(["convert", f"{self.root}/screen.png", "-strip", "-colors", "128", f"PNG8:{path}"], check=True)
 
 
