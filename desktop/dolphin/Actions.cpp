@@ -42,4 +42,5 @@ QList<QAction*> ZeltoActions::actions(const KFileItemListProperties& selected, Q
   return {menu->menuAction()};
 }
 
-#include "Actions.moc"
+// What Qt makes of the macro above.
+#include <Actions.moc>
