@@ -4,7 +4,9 @@
 #include "platform/imaging/ScaledPicture.h"
 
 // The bytes of a picture come from the server. Whatever they are, a picture that is made of them has the size
-// that was wanted, and its notes are found again.
+// that was wanted, and its notes are found again. With the address sanitizer's options
+// max_allocation_size_mb=200:allocator_may_return_null=1 it also ends where so much memory is taken by who
+// does not expect to get none.
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   using namespace zelto;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);

@@ -6,6 +6,8 @@
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
+#include "platform/imaging/GifBlocks.h"
+
 namespace zelto {
 
 namespace {
@@ -108,6 +110,7 @@ struct PictureReader::State {
   State(const Format& format, const Limits& limits)
       : target{limits, false}, loader(gdk_pixbuf_loader_new_with_type(format.loader, nullptr)) {
     if (!loader) return;
+    if (format.loader == "gif"sv) gif.emplace(limits.pixels);
     g_signal_connect(loader.get(), "size-prepared", G_CALLBACK(sizeKnown), &target);
     if (format.byLines) g_signal_connect(loader.get(), "area-prepared", G_CALLBACK(makeBlank), nullptr);
   }
@@ -120,6 +123,7 @@ struct PictureReader::State {
 
   Target target;
   const Loader loader;
+  std::optional<GifBlocks> gif{};
   bool refused = false;
   bool closed = false;
 };
@@ -138,6 +142,8 @@ std::expected<PictureReader, PictureFault> PictureReader::forStart(std::string_v
 }
 
 bool PictureReader::take(std::span<const std::byte> bytes) {
+  if (state_->gif && !state_->gif->take(bytes)) state_->target.tooLarge = true;
+  if (state_->target.tooLarge) return false;
   const auto* data = reinterpret_cast<const guchar*>(bytes.data());
   const bool taken = gdk_pixbuf_loader_write(state_->loader.get(), data, bytes.size(), nullptr) != FALSE;
   state_->refused |= !taken;

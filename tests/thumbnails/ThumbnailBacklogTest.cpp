@@ -76,10 +76,13 @@ TEST_F(ThumbnailBacklogTest, WhatOnlySomebodyGoneWantedDoesNotWait) {
   call(backlog.leave("gone"));
   EXPECT_EQ((Names{"gone", "gone"}), answered);
   EXPECT_EQ((Inodes{2, 1}), takeAll());
+  // Still on its way, so not asked for twice.
+  add("b", {4});
+  EXPECT_EQ(Inodes{}, takeAll());
   settle(item(4));
   settle(item(1));
   settle(item(2));
-  EXPECT_EQ((Names{"gone", "gone", "a"}), answered);
+  EXPECT_EQ((Names{"gone", "gone", "b", "a"}), answered);
 }
 
 TEST_F(ThumbnailBacklogTest, WhatIsWantedInAnotherStateMeanwhileWaitsAgain) {

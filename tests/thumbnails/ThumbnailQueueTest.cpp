@@ -37,6 +37,13 @@ class ThumbnailQueueTest : public testing::Test {
     queue->hostReady();
     settled();
   }
+  void TearDown() override { end(); }
+  // BLOCKS: until the queue is gone; its own thread may be the last to let go of it.
+  void end() {
+    const std::weak_ptr<ThumbnailQueue> left = queue;
+    queue.reset();
+    while (!left.expired()) std::this_thread::yield();
+  }
   void ask(const std::string& asker, const Inodes& inodes, std::int64_t modified = 1) {
     std::vector<ThumbnailItem> items;
     for (const auto inode : inodes) items.push_back(item(inode, modified));
@@ -193,6 +200,8 @@ TEST_F(ThumbnailQueueTest, ASilentHostIsGivenUpThenTriedAndTakenUpAgain) {
   EXPECT_EQ(Inodes{1}, stored);
   ask("c", {31, 32, 33});
   EXPECT_EQ((Identifiers{"/21", "/31", "/32", "/33"}), extension.open());
+  // One answer of a request is not all of them.
+  extension.answer("/31", std::nullopt);
   awaitAnswered(3);
 }
 
@@ -243,7 +252,7 @@ TEST_F(ThumbnailQueueTest, GoneFilesLoseTheirPicturesAndBadOnesGetNone) {
 TEST_F(ThumbnailQueueTest, AnAnswerMayComeAfterItsEnd) {
   start();
   ask("a", {1});
-  queue.reset();
+  end();
   const auto late = extension.drop();
   late.front().second("/1", image, std::nullopt);
   extension.finish(0, errorWithPOSIXCode(EIO, "late"));
