@@ -1,0 +1,138 @@
+#include "desktop/gtk/Extension.h"
+
+#include "desktop/core/Emblems.h"
+#include "desktop/gtk/Menu.h"
+
+namespace zelto::desktop {
+namespace {
+
+GQuark shownKey() { return g_quark_from_static_string("zelto-shown"); }
+
+// Empty for what is no file of this machine.
+std::string pathOf(FileInfo* file) {
+  const ObjectPointer<GFile> location(BROWSER(file_info_get_location)(file));
+  const char* const path = location ? g_file_peek_path(location.get()) : nullptr;
+  return path != nullptr ? path : "";
+}
+
+}  // namespace
+
+struct Extension::Operation {
+  Extension* extension;
+  ObjectPointer<FileInfo> file;
+  GClosure* complete;
+  RequestId request;
+
+  Operation(Extension* owner, FileInfo* info, GClosure* closure)
+      : extension(owner), file(shared(info)), complete(g_closure_ref(closure)), request(0) {}
+  ~Operation() { g_closure_unref(complete); }
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+
+  OperationHandle* handle() { return reinterpret_cast<OperationHandle*>(this); }
+};
+
+struct Extension::Shown {
+  Extension* extension;
+  std::string path;
+
+  // Called by the file when it ends.
+  static void end(gpointer data) {
+    const std::unique_ptr<Shown> shown(static_cast<Shown*>(data));
+    shown->extension->shown_.erase(shown->path);
+    shown->extension->desktop_.unobserve(shown->path);
+  }
+};
+
+Extension::Extension(GObject* provider) : provider_(provider), desktop_(*this) {}
+
+Extension::~Extension() {
+  // Each takes itself out of the table.
+  while (!shown_.empty()) g_object_set_qdata(G_OBJECT(shown_.begin()->second), shownKey(), nullptr);
+}
+
+OperationResult Extension::update(FileInfo* file, GClosure* complete, OperationHandle** handle) {
+  const std::string path = pathOf(file);
+  if (path.empty()) return BROWSER_CONSTANT(OPERATION_COMPLETE);
+  if (const auto state = desktop_.known(path)) {
+    apply(file, path, *state);
+    return BROWSER_CONSTANT(OPERATION_COMPLETE);
+  }
+  auto* const operation = new Operation(this, file, complete);
+  *handle = operation->handle();
+  operation->request = desktop_.ask(path, [operation, path](const ItemState* state) {
+    const std::unique_ptr<Operation> ending(operation);
+    Extension& extension = *operation->extension;
+    extension.apply(operation->file.get(), path, state);
+    BROWSER(info_provider_update_complete_invoke)
+    (operation->complete, reinterpret_cast<InfoProvider*>(extension.provider_), operation->handle(),
+     BROWSER_CONSTANT(OPERATION_COMPLETE));
+  });
+  return BROWSER_CONSTANT(OPERATION_IN_PROGRESS);
+}
+
+void Extension::cancel(OperationHandle* handle) {
+  const std::unique_ptr<Operation> operation(reinterpret_cast<Operation*>(handle));
+  desktop_.cancel(operation->request);
+}
+
+void Extension::apply(FileInfo* file, const std::string& path, const ItemState* state) {
+  if (state == nullptr) return;
+  show(file, path);
+  for (const std::string& emblem : emblemsOf(*state)) BROWSER(file_info_add_emblem)(file, emblem.c_str());
+}
+
+void Extension::show(FileInfo* file, const std::string& path) {
+  GObject* const object = G_OBJECT(file);
+  const auto* const before = static_cast<const Shown*>(g_object_get_qdata(object, shownKey()));
+  // A file that is renamed stays the same object.
+  if (before != nullptr && before->path == path) return;
+  if (before != nullptr) g_object_set_qdata(object, shownKey(), nullptr);
+  const auto other = shown_.find(path);
+  if (other != shown_.end()) g_object_set_qdata(G_OBJECT(other->second), shownKey(), nullptr);
+  shown_.emplace(path, file);
+  g_object_set_qdata_full(object, shownKey(), new Shown{this, path}, Shown::end);
+  desktop_.observe(path);
+}
+
+void Extension::statesChanged(const std::vector<std::string>& paths) {
+  renew(paths);
+  if (menuIsShort_) renewMenu();
+}
+
+void Extension::treeChanged(const std::string& mountPoint) {
+  std::vector<std::string> paths;
+  for (const auto& [path, file] : shown_) {
+    if (isWithin(path, mountPoint)) paths.push_back(path);
+  }
+  renew(paths);
+  renewMenu();
+}
+
+void Extension::renew(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    const auto file = shown_.find(path);
+    if (file != shown_.end()) BROWSER(file_info_invalidate_extension_info)(file->second);
+  }
+}
+
+void Extension::renewMenu() {
+  menuIsShort_ = false;
+  BROWSER(menu_provider_emit_items_updated_signal)(reinterpret_cast<MenuProvider*>(provider_));
+}
+
+GList* Extension::menu(GList* files) {
+  std::vector<std::string> paths;
+  for (const GList* link = files; link != nullptr; link = link->next) {
+    paths.push_back(pathOf(static_cast<FileInfo*>(link->data)));
+  }
+  const auto offered = desktop_.offered(paths);
+  if (!offered) menuIsShort_ = true;
+  return menuOf(*this, provider_, offered.value_or(std::vector<Action>()), paths);
+}
+
+std::vector<InfoRow> Extension::rows(FileInfo* file) {
+  return desktop_.rows(pathOf(file), BROWSER(file_info_is_directory)(file) != FALSE);
+}
+
+}  // namespace zelto::desktop
