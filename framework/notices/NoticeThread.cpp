@@ -14,12 +14,13 @@
 namespace zelto {
 namespace {
 
-// Of the thread's own table.
+// Of the thread's own table. Opened and closed past the library, where the thread sanitizer would take the
+// numbers for the process's.
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
   ~Descriptor() {
-    if (number_ >= 0) ::close(number_);
+    if (number_ >= 0) ::syscall(SYS_close, number_);
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
@@ -30,7 +31,8 @@ class Descriptor {
 };
 
 int openFolder(const std::string& path) {
-  return ::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  return static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path.c_str(), kFlags));
 }
 
 // What stands there itself: neither what a link leads to nor what somebody mounted there.
