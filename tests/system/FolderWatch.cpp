@@ -8,9 +8,14 @@
 #include <unistd.h>
 
 namespace zelto::test {
+namespace {
+
+constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVE | IN_MODIFY | IN_ATTRIB;
+
+}  // namespace
 
 FolderWatch::FolderWatch(const fs::path& folder) : descriptor_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), IN_ALL_EVENTS), 0) << folder;
+  EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), kChanges), 0) << folder;
 }
 
 FolderWatch::~FolderWatch() { ::close(descriptor_); }

@@ -8,7 +8,7 @@
 
 namespace zelto::test {
 
-// What the kernel tells somebody who watches a folder, as a file browser does.
+// What the kernel tells somebody who watches a folder for changes, as a file browser does.
 class FolderWatch {
  public:
   explicit FolderWatch(const fs::path& folder);
