@@ -98,6 +98,7 @@ void Domain::makeThumbnails() {
     volume_->replicaChanged(delta);
   };
   thumbnails_ = ThumbnailQueue::make(std::move(parts), {});
+  volume_->reportRefusalsTo([this](Inode inode) { manager_->wantThumbnail(inode); });
 }
 
 std::string Domain::exportDirectory() const {
