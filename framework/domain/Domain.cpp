@@ -66,9 +66,10 @@ std::optional<NSError> Domain::open(const std::string& principalClass) {
   if (!volume) return volume.error();
   volume_ = *std::move(volume);
   volume_->describeStateBy([this](const NodeInfo& node) { return propagator_->stateText(node); });
+  makeThumbnails();
   manager_ = std::make_unique<Manager>(
       Manager::Parts{settings_.domain, *extension_, link_, *pump_, *volume_, *propagator_, deadlines_,
-                     *catalogue_, importFolder(exportDirectory(), settings_.domain.identifier)},
+                     *catalogue_, thumbnails_, importFolder(exportDirectory(), settings_.domain.identifier)},
       *std::move(bus), [this] { stop(); });
   propagator_->start();
   return manager_->start();
@@ -86,6 +87,18 @@ void Domain::makePropagator() {
   };
   propagator_ = Propagator::make({*extension_, *replica_, *lister_, deadlines_, exportDirectory()},
                                  std::move(observers), {});
+}
+
+void Domain::makeThumbnails() {
+  ThumbnailQueue::Parts parts{.extension = *extension_, .deadlines = deadlines_, .stored = {}};
+  // Whoever shows the file looks at it again then, and finds the picture.
+  parts.stored = [this](Inode inode) {
+    ReplicaDelta delta;
+    delta.metadataChanged.push_back(inode);
+    volume_->replicaChanged(delta);
+  };
+  thumbnails_ = ThumbnailQueue::make(std::move(parts), {});
+  volume_->reportRefusalsTo([this](Inode inode) { manager_->wantThumbnail(inode); });
 }
 
 std::string Domain::exportDirectory() const {
@@ -109,12 +122,14 @@ void Domain::hostChanged(bool present) {
     materialiser_->hostLost();
     pump_->hostLost();
     propagator_->hostLost();
+    thumbnails_->hostLost();
   } else {
     // Changes first: they also empty what the extension remembers of a host that is gone.
     pump_->signal([this] {
       lister_->hostReady();
       materialiser_->hostReady();
       propagator_->hostReady();
+      thumbnails_->hostReady();
       refreshRoot();
     });
   }

@@ -15,6 +15,7 @@
 #include "framework/replica/Replica.h"
 #include "framework/requests/Deadlines.h"
 #include "framework/requests/HostLink.h"
+#include "framework/thumbnails/ThumbnailQueue.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
@@ -52,6 +53,7 @@ class Domain {
   void hostChanged(bool present);
   void refreshRoot();
   void makePropagator();
+  void makeThumbnails();
   // Where contents are put for the extension to take.
   std::string exportDirectory() const;
 
@@ -68,6 +70,7 @@ class Domain {
   std::unique_ptr<ChangePump> pump_;
   std::shared_ptr<Propagator> propagator_;
   std::unique_ptr<Volume> volume_;
+  std::shared_ptr<ThumbnailQueue> thumbnails_;
   std::unique_ptr<Manager> manager_;
 };
 

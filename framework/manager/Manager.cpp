@@ -70,6 +70,7 @@ std::optional<NSError> Manager::start() {
       method("Decorations", "", "s", &Manager::decorations),
       method("ItemStates", "aay", "s", &Manager::itemStates),
       method("FolderStates", "ay", "s", &Manager::folderStates),
+      method("Thumbnails", "aay", "", &Manager::thumbnails),
       method("Shutdown", "", "", &Manager::shutdown),
   };
   interface.signals = {{"FetchProgress", "tttbs"}, {"StateChanged", "s"}, {"PendingChanged", "ttt"},

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +17,7 @@
 #include "framework/manager/ChangedFolders.h"
 #include "framework/propagation/Propagator.h"
 #include "framework/requests/HostLink.h"
+#include "framework/thumbnails/ThumbnailQueue.h"
 #include "framework/volume/Volume.h"
 #include "platform/bus/SessionBus.h"
 
@@ -36,6 +38,7 @@ class Manager {
     Propagator& propagator;
     Deadlines& deadlines;
     const ActionCatalogue& catalogue;
+    std::shared_ptr<ThumbnailQueue> thumbnails;
     std::string importFolder;  // what imports may use
   };
 
@@ -47,6 +50,8 @@ class Manager {
 
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
+  // A file was not let be read by somebody who makes a picture of it: it is asked for instead.
+  void wantThumbnail(Inode inode);
   // What the replica learnt, for those who show items.
   void itemsChanged(const ReplicaDelta& delta);
   // The same of local changes; paths are relative to the mount point.
@@ -86,6 +91,12 @@ class Manager {
   std::optional<NSError> reasonAgainst(const std::string& action, const std::vector<NodeInfo>& nodes) const;
   void pendingFoldersChanged();
   void tellOfItems(const std::vector<Inode>& items);
+  // ---- ManagerThumbnails.cpp
+  void thumbnails(BusMethodCall call, BusReply reply);
+  // Has it told when the asker leaves the bus.
+  void watchAsker(const std::string& asker);
+  void askerLeft(const std::string& asker);
+
   // "" for a node that is not known any more.
   std::string pathOf(Inode folder) const;
 
@@ -118,7 +129,8 @@ class Manager {
   std::shared_ptr<void> peerWatch_;
   std::string peer_;  // who took the last endpoint
   std::shared_ptr<ListenerAcceptance> acceptance_;
-  std::vector<Inode> pendingItems_;  // with local changes when it was last told of them
+  std::map<std::string, std::shared_ptr<void>> askers_;  // of thumbnails, with the watch on each
+  std::vector<Inode> pendingItems_;                      // with local changes when it was last told of them
 };
 
 }  // namespace zelto

@@ -29,7 +29,9 @@ void Learner::listing(Slot folder) {
   const bool first = !table_[folder].listed;
   table_[folder].listed = true;
   apply();
-  if (first) chunk_.putListed(table_[folder].inode);
+  if (!first) return;
+  chunk_.putListed(table_[folder].inode);
+  delta_.firstListed = table_[folder].inode;
 }
 
 void Learner::changes(const std::vector<std::string>& deletedIdentifiers) {
@@ -167,7 +169,7 @@ void Learner::addNew(Match& match, Slot parent) {
   node.loaded = node.kind == NodeKind::folder;
   setIdentifier(slot, record);
   note(slot, record, record.fields);
-  delta_.added.push_back({match.parent, match.inode, std::string(record.name)});
+  delta_.added.push_back({match.parent, match.inode, std::string(record.name), 0, node.kind});
   ++counters_.items;
   if (!node.loaded) return;
   ++counters_.folders;

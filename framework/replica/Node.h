@@ -40,12 +40,14 @@ struct ReplicaDelta {
     Inode inode;
     std::string name;
     std::uint32_t contentEpoch = 0;
+    NodeKind kind = NodeKind::file;
   };
   std::vector<Name> added;
   std::vector<Name> removed;           // the topmost node of each removed subtree
   std::vector<Inode> contentChanged;   // files whose version or size is another than before
   std::vector<Inode> metadataChanged;  // only dates, flags, capabilities or traits differ
   std::vector<Inode> toList;           // listed folders whose children may be others by now
+  Inode firstListed = 0;               // the folder whose children were not known before
   std::vector<Inode> toSend;           // have become local changes by what the server said; told already
 
   bool empty() const {

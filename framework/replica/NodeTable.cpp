@@ -211,7 +211,8 @@ NodeInfo NodeTable::info(Slot slot) const {
 
 ReplicaDelta::Name NodeTable::place(Slot slot) const {
   const TableNode& node = (*this)[slot];
-  return {(*this)[node.parent].inode, node.inode, std::string(node.name()), contentEpoch(node.inode)};
+  return {(*this)[node.parent].inode, node.inode, std::string(node.name()), contentEpoch(node.inode),
+          node.kind};
 }
 
 std::uint32_t NodeTable::contentEpoch(Inode inode) const {

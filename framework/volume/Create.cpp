@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "framework/volume/NewNodes.h"
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Opened.h"
 
 namespace zelto {
@@ -31,6 +32,7 @@ void volume::create(fuse_req_t request, fuse_ino_t parent, const char* name, mod
 }
 
 void volume::mknod(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode, dev_t) {
+  if (notice::make(request, parent, name)) return;
   if (!S_ISREG(mode)) {
     fuse_reply_err(request, EPERM);
     return;
@@ -39,6 +41,7 @@ void volume::mknod(fuse_req_t request, fuse_ino_t parent, const char* name, mode
 }
 
 void volume::mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode) {
+  if (notice::make(request, parent, name)) return;
   makeNode(request, parent, name,
            {.kind = NodeKind::folder,
             .permissions = static_cast<std::uint16_t>(mode & kPermissions),
@@ -47,6 +50,7 @@ void volume::mkdir(fuse_req_t request, fuse_ino_t parent, const char* name, mode
 }
 
 void volume::symlink(fuse_req_t request, const char* target, fuse_ino_t parent, const char* name) {
+  if (notice::make(request, parent, name)) return;
   makeNode(request, parent, name, {.kind = NodeKind::symlink, .permissions = 0, .symlinkTarget = target},
            EEXIST, replyMade);
 }

@@ -1,5 +1,6 @@
 #include <cerrno>
 
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
@@ -22,7 +23,9 @@ void volume::replyAttributes(fuse_req_t request, fuse_ino_t node) {
   fuse_reply_attr(request, &attributes, Volume::kKernelCacheSeconds);
 }
 
-void volume::getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info*) { replyAttributes(request, node); }
+void volume::getattr(fuse_req_t request, fuse_ino_t node, fuse_file_info*) {
+  if (!notice::getattr(request, node)) replyAttributes(request, node);
+}
 
 void volume::readlink(fuse_req_t request, fuse_ino_t node) {
   const std::string target = of(request).replica().symlinkTarget(kernelnode::inodeOf(node));

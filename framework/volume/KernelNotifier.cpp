@@ -16,6 +16,10 @@ void KernelNotifier::stop() {
   queue_.drain();
 }
 
+void KernelNotifier::afterwards(std::function<void()> task) {
+  tell([task = std::move(task)](fuse_session*) { task(); });
+}
+
 void KernelNotifier::forgetName(std::uint64_t parent, std::string name) {
   tell([parent, name = std::move(name)](fuse_session* session) {
     fuse_lowlevel_notify_inval_entry(session, parent, name.data(), name.size());

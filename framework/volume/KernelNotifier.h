@@ -25,6 +25,9 @@ class KernelNotifier {
   // Forget the attributes and the cached pages or listing of a node.
   void forgetNode(std::uint64_t node);
 
+  // Runs a task in the same order. REQUIRES: it waits for nothing that waits for the kernel being told.
+  void afterwards(std::function<void()> task);
+
   // BLOCKS: until everything told so far has been done.
   void drain() { queue_.drain(); }
   // Also the end: nothing is done any more. BLOCKS: as `drain`.

@@ -1,6 +1,8 @@
 #include <cerrno>
+#include <span>
 #include <string_view>
 
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Volume.h"
 
 namespace zelto {
@@ -28,6 +30,7 @@ bool answerFromReplica(fuse_req_t request, Inode parent, std::string_view name) 
     replyAbsent(request);
     return true;
   }
+  volume.told(result.node);
   const fuse_entry_param entry = volume.entry(result.node);
   fuse_reply_entry(request, &entry);
   return true;
@@ -36,6 +39,7 @@ bool answerFromReplica(fuse_req_t request, Inode parent, std::string_view name) 
 }  // namespace
 
 void volume::lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
+  if (notice::lookup(request, parent, name)) return;
   Volume& volume = of(request);
   if (answerFromReplica(request, parent, name)) return volume.walkAhead().lookedUp(parent, false);
   if (isProbedEverywhere(name)) {
@@ -50,8 +54,15 @@ void volume::lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
   volume.walkAhead().lookedUp(folder, true);
 }
 
-void volume::forget(fuse_req_t request, fuse_ino_t, std::uint64_t) { fuse_reply_none(request); }
+void volume::forget(fuse_req_t request, fuse_ino_t node, std::uint64_t count) {
+  of(request).notices().knownFolders().forgotten(node, count);
+  fuse_reply_none(request);
+}
 
-void volume::forgetMulti(fuse_req_t request, std::size_t, fuse_forget_data*) { fuse_reply_none(request); }
+void volume::forgetMulti(fuse_req_t request, std::size_t count, fuse_forget_data* forgets) {
+  KnownFolders& folders = of(request).notices().knownFolders();
+  for (const auto& [node, answers] : std::span(forgets, count)) folders.forgotten(node, answers);
+  fuse_reply_none(request);
+}
 
 }  // namespace zelto

@@ -39,6 +39,7 @@ void makeNode(fuse_req_t request, Inode folder, std::string name, NewNode what, 
 
 void replyMade(fuse_req_t request, const Replica::Created& created) {
   Volume& volume = volume::of(request);
+  volume.told(created.node);
   const fuse_entry_param entry = volume.entry(created.node);
   if (created.content) volume.replica().endWriting(created.node.inode, *created.content);
   fuse_reply_entry(request, &entry);

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "framework/requests/Errno.h"
+#include "framework/volume/BackgroundReaders.h"
 #include "framework/volume/Opened.h"
 #include "framework/volume/Writable.h"
 
@@ -13,6 +14,15 @@ namespace {
 // still look the name up again without the program noticing.
 bool fetchBeforeOpen(const ContentFile& content) {
   return content.size() <= FileFetch::kWholeFileLimit && !content.covers({0, content.size()});
+}
+
+// EIO: other errors make file browsers try again, or tell their user.
+bool refuse(fuse_req_t request, Inode inode, const ContentFile& content, int flags) {
+  if (content.covers({0, content.size()})) return false;
+  if (!isBackgroundReader(flags, fuse_req_ctx(request)->pid)) return false;
+  volume::of(request).refusedOpen(inode);
+  fuse_reply_err(request, EIO);
+  return true;
 }
 
 void openForWriting(fuse_req_t request, fuse_ino_t node, const fuse_file_info& file) {
@@ -38,6 +48,7 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     fuse_reply_err(request, !info ? ENOENT : !content ? errnoForError(content.error()) : ESTALE);
     return;
   }
+  if (refuse(request, inode, **content, file->flags)) return;
   if (!fetchBeforeOpen(**content)) {
     replyOpened(request, node, *content, *file, false);
     return volume.walkAhead().openedFile(*info, false);

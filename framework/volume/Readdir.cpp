@@ -92,8 +92,10 @@ void list(fuse_req_t request, std::size_t size, off_t offset, const fuse_file_in
     volume.replica().visit(handle.folder, *handle.children, first < kDotEntries ? 0 : first - kDotEntries,
                            [&](std::size_t index, const NodeInfo& node, std::string_view name) {
                              terminated.assign(name);
-                             return buffer.add(terminated.c_str(), volume.entry(node),
-                                               index + kDotEntries + 1);
+                             const bool added =
+                                 buffer.add(terminated.c_str(), volume.entry(node), index + kDotEntries + 1);
+                             if (added && withAttributes) volume.told(node);
+                             return added;
                            });
   }
   buffer.reply();

@@ -1,6 +1,7 @@
 #include <cerrno>
 
 #include "framework/volume/Listed.h"
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Permissions.h"
 
 namespace zelto {
@@ -34,12 +35,14 @@ void rmdirNow(fuse_req_t request, Inode folder, const std::string& name) {
 }  // namespace
 
 void volume::unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {
+  if (notice::remove(request, parent, name)) return;
   whenListed(request, parent, [folder = Inode{parent}, wanted = std::string(name)](fuse_req_t listed) {
     unlinkNow(listed, folder, wanted);
   });
 }
 
 void volume::rmdir(fuse_req_t request, fuse_ino_t parent, const char* name) {
+  if (notice::remove(request, parent, name)) return;
   whenListed(request, parent, [folder = Inode{parent}, wanted = std::string(name)](fuse_req_t listed) {
     rmdirNow(listed, folder, wanted);
   });

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "framework/volume/Listed.h"
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Permissions.h"
 
 namespace zelto {
@@ -57,6 +58,7 @@ void perform(fuse_req_t request, const Renaming& what) {
 
 void volume::rename(fuse_req_t request, fuse_ino_t parent, const char* name, fuse_ino_t newParent,
                     const char* newName, unsigned flags) {
+  if (notice::rename(request, {parent, name}, {newParent, newName})) return;
   if ((flags & ~static_cast<unsigned>(RENAME_NOREPLACE)) != 0) {
     fuse_reply_err(request, EINVAL);
     return;

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include "framework/volume/FileHandle.h"
+#include "framework/volume/NoticeAnswers.h"
 #include "framework/volume/Now.h"
 #include "framework/volume/Permissions.h"
 #include "framework/volume/Volume.h"
@@ -98,6 +99,7 @@ void truncateByPath(fuse_req_t request, fuse_ino_t node, std::uint64_t size, con
 
 void volume::setattr(fuse_req_t request, fuse_ino_t node, struct stat* attributes, int toSet,
                      fuse_file_info* file) {
+  if (notice::setattr(request, node)) return;
   Volume& volume = of(request);
   if (!volume.isOwner((toSet & FUSE_SET_ATTR_UID) != 0 ? std::optional(attributes->st_uid) : std::nullopt,
                       (toSet & FUSE_SET_ATTR_GID) != 0 ? std::optional(attributes->st_gid) : std::nullopt)) {

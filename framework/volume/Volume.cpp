@@ -80,12 +80,13 @@ Volume::Volume(const Parts& parts, std::string mountPoint, std::chrono::millisec
       owner_(::getuid()),
       group_(::getgid()),
       requests_(parts.deadlines, requestLimit, [&link = parts.link] { return link.present(); }),
-      walkAhead_(parts.replica, parts.lister, parts.materialiser) {}
+      walkAhead_(parts.replica, parts.lister, parts.materialiser),
+      notices_(parts.replica, mountPoint_,
+               [this](std::function<void()> task) { notifier_->afterwards(std::move(task)); }) {}
 
 Volume::~Volume() {
   if (session_ == nullptr) return;
   unmount();
-  notifier_.reset();
   fuse_session_destroy(session_);
 }
 
@@ -119,6 +120,7 @@ std::optional<NSError> Volume::startSession() {
 }
 
 int Volume::run() {
+  notices_.begin();
   runner_ = ::pthread_self();
   struct sigaction wake {};
   wake.sa_handler = [](int) {};
@@ -133,13 +135,21 @@ int Volume::run() {
   return result < 0 ? -result : 0;
 }
 
+// First what our own thread asks of the volume is answered, while there is somebody to answer it. It may wait
+// for a folder that somebody's held request keeps locked.
 void Volume::stop() {
+  notices_.stop([this] { endLoop(); });
+  requests_.failAll(ENOTCONN);
+}
+
+void Volume::endLoop() {
   fuse_session_exit(session_);
   // The loop sleeps until a thread of its ends or a signal comes.
   if (const pthread_t runner = runner_.load(); runner != 0) ::pthread_kill(runner, kWakeSignal);
 }
 
 void Volume::unmount() {
+  notices_.stop([] {});
   notifier_->stop();
   fuse_session_unmount(session_);
 }
@@ -171,13 +181,13 @@ fuse_entry_param Volume::entry(const NodeInfo& node) const {
 
 void Volume::replicaChanged(const ReplicaDelta& delta) {
   std::unordered_set<Inode> folders;
-  for (const auto& [parent, inode, name, epoch] : delta.removed) {
-    notifier_->nameDeleted(parent, kernelnode::nodeOf(inode, epoch), name);
-    folders.insert(parent);
+  for (const ReplicaDelta::Name& gone : delta.removed) {
+    notifier_->nameDeleted(gone.parent, kernelnode::nodeOf(gone.inode, gone.contentEpoch), gone.name);
+    folders.insert(gone.parent);
   }
-  for (const auto& [parent, inode, name, epoch] : delta.added) {
-    notifier_->forgetName(parent, name);
-    folders.insert(parent);
+  for (const ReplicaDelta::Name& come : delta.added) {
+    notifier_->forgetName(come.parent, come.name);
+    folders.insert(come.parent);
   }
   for (const Inode inode : delta.contentChanged) {
     const auto node = replica().node(inode);
@@ -190,6 +200,7 @@ void Volume::replicaChanged(const ReplicaDelta& delta) {
     folderCaches_.changed(folder);
     notifier_->forgetNode(folder);
   }
+  notices_.replicaChanged(delta);
   for (const Inode folder : delta.toList) {
     lister().list(folder, std::make_shared<FunctionWaiter>([](int) {}));
   }

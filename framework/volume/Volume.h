@@ -12,6 +12,7 @@
 
 #include "framework/fetching/Materialiser.h"
 #include "framework/listing/Lister.h"
+#include "framework/notices/Notices.h"
 #include "framework/replica/Replica.h"
 #include "framework/volume/FolderCaches.h"
 #include "framework/volume/FuseLowLevel.h"
@@ -58,7 +59,8 @@ class Volume {
   // more. BLOCKS: until what the kernel was to be told has been told.
   void unmount();
 
-  // Makes the kernel forget what a change of the replica made untrue. Returns at once.
+  // Makes the kernel forget what a change of the replica made untrue, and then raises events for who watches.
+  // Returns at once.
   void replicaChanged(const ReplicaDelta& delta);
 
   // Drops the local content of a file, or of every file below a folder, and the kernel's pages of it.
@@ -71,6 +73,15 @@ class Volume {
   void describeStateBy(StateDescription description) { stateDescription_ = std::move(description); }
   std::optional<std::string> stateOf(Inode inode);
 
+  // Told of each file that a thumbnailer, indexer or the like was not let have, since it is not all here (see
+  // BackgroundReaders.h). REQUIRES: set before `run`; it is called while the program waits, and must not
+  // wait.
+  using RefusalHandler = std::function<void(Inode)>;
+  void reportRefusalsTo(RefusalHandler handler) { refusalHandler_ = std::move(handler); }
+  void refusedOpen(Inode inode) {
+    if (refusalHandler_) refusalHandler_(inode);
+  }
+
   Replica& replica() { return parts_.replica; }
   Lister& lister() { return parts_.lister; }
   WalkAhead& walkAhead() { return walkAhead_; }
@@ -78,6 +89,12 @@ class Volume {
   KernelRequests& kernelRequests() { return requests_; }
   FolderCaches& folderCaches() { return folderCaches_; }
   OpenFiles& openFiles() { return openFiles_; }
+  Notices& notices() { return notices_; }
+
+  // The kernel is about to be given a node as an entry.
+  void told(const NodeInfo& node) {
+    if (node.kind == NodeKind::folder) notices_.knownFolders().told(node.inode);
+  }
 
   // Called before a node loses its place: who has the file open still asks for its attributes afterwards.
   void keepForOpenHandles(const NodeInfo& node);
@@ -98,6 +115,7 @@ class Volume {
   Volume(const Parts& parts, std::string mountPoint, std::chrono::milliseconds requestLimit);
 
   std::optional<NSError> startSession();
+  void endLoop();
   void dropPages(const NodeInfo& node);
 
   Parts parts_;
@@ -109,10 +127,12 @@ class Volume {
   OpenFiles openFiles_;
   WalkAhead walkAhead_;
   StateDescription stateDescription_;
+  RefusalHandler refusalHandler_;
   std::atomic<bool> answered_ = false;
   std::atomic<pthread_t> runner_ = 0;
   fuse_session* session_ = nullptr;
   std::unique_ptr<KernelNotifier> notifier_;
+  Notices notices_;
 };
 
 // The operations, as the FUSE library calls them.

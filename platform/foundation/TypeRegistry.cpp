@@ -90,7 +90,8 @@ const TypeRegistry& TypeRegistry::shared() {
 }
 
 TypeRegistry::TypeRegistry(std::string_view table, const std::vector<std::string>& mimeFolders) {
-  for (const auto* identifier : {"public.folder", "public.directory", "public.symlink"}) intern(identifier);
+  for (const auto* identifier : {"public.folder", "public.directory", "public.symlink", "public.image"})
+    intern(identifier);
   loadTable(table);
   std::ranges::for_each(mimeFolders.rbegin(), mimeFolders.rend(),
                         [this](const std::string& folder) { loadMimeFolder(folder); });

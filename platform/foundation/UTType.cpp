@@ -10,6 +10,8 @@ UTType UTType::directory() { return UTType(TypeRegistry::shared().typeWithIdenti
 
 UTType UTType::symbolicLink() { return UTType(TypeRegistry::shared().typeWithIdentifier("public.symlink")); }
 
+UTType UTType::image() { return UTType(TypeRegistry::shared().typeWithIdentifier("public.image")); }
+
 std::optional<UTType> UTType::typeWithMIMEType(std::string_view mimeType) {
   const auto* type = TypeRegistry::shared().typeWithMIMEType(mimeType);
   return type == nullptr ? std::nullopt : std::optional(UTType(type));

@@ -15,6 +15,7 @@ class UTType {
   static UTType folder();        // public.folder
   static UTType directory();     // public.directory
   static UTType symbolicLink();  // public.symlink
+  static UTType image();         // public.image
   // Nothing for a type that neither table nor system knows. MIME types compare without regard to case.
   static std::optional<UTType> typeWithMIMEType(std::string_view mimeType);
   // The extension without its dot; without regard to case.

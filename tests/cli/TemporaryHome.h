@@ -17,7 +17,8 @@ class TemporaryHome {
     ::setenv("HOME", path_.c_str(), 1);
     ::setenv("ZELTO_DATA_HOME", (path_ / "data").c_str(), 1);
     ::setenv("ZELTO_RUNTIME_DIR", (path_ / "run").c_str(), 1);
-    for (const char* name : {"XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "ZELTO_COMMAND"})
+    for (const char* name :
+         {"XDG_CACHE_HOME", "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "ZELTO_COMMAND"})
       ::unsetenv(name);
   }
   ~TemporaryHome() {

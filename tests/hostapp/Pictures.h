@@ -85,6 +85,13 @@ inline std::string hugeBmp(std::int32_t side) {
   bytes[28] = 24;
   return bytes + std::string(1000, 'x');
 }
+// A canvas of one pixel, and on it an image of so many by so many.
+inline std::string wideGif(std::uint16_t side) {
+  using namespace std::string_literals;
+  const std::string length{static_cast<char>(side & 0xff), static_cast<char>(side >> 8)};
+  return "GIF89a\1\0\1\0\x80\0\0\xff\0\0\0\0\xff!\xfe\3abc\0,\0\0\0\0"s + length + length +
+         "\0\2\2\x44\1\0;"s;
+}
 inline std::string hugeGif() {
   using namespace std::string_literals;
   return "GIF89a\xff\xff\xff\xff\x80\0\0\0\0\0\xff\xff\xff,\0\0\0\0\xff\xff\xff\xff\0\x02\x02\x44\x01\0;"s;

@@ -162,12 +162,14 @@ TEST_F(ThumbnailsTest, HugePicturesAreNotRead) {
   server.write("share/huge.png", hugePng(60'000));
   server.write("share/huge.bmp", hugeBmp(30'000));
   server.write("share/huge.gif", hugeGif());
+  server.write("share/wide.gif", wideGif(20'000));
   limits = {.bytes = 100'000, .pixels = 50'000'000};
   server.write("share/long.png", picture("png", 10, 10) + std::string(100'000, 'x'));
   start();
   expectNoPicture("huge.png", "too many pixels");
   expectNoPicture("huge.bmp", "too many pixels");
   expectNoPicture("huge.gif", "too many pixels");
+  expectNoPicture("wide.gif", "too many pixels");
   expectNoPicture("long.png", "too large");
 }
 

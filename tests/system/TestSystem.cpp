@@ -96,6 +96,7 @@ TestSystem::TestSystem() {
   fs::create_directories(data());
   ::setenv("ZELTO_DATA_HOME", data().c_str(), 1);
   ::setenv("ZELTO_RUNTIME_DIR", (root_ / "run").c_str(), 1);
+  ::setenv("XDG_CACHE_HOME", (root_ / "cache").c_str(), 1);
   ::setenv("LC_ALL", "C.UTF-8", 1);
   ::unsetenv("LANGUAGE");
   const std::string address = "unix:path=" + (root_ / "bus").string();

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "framework/notices/Notice.h"
+#include "framework/replica/Replica.h"
+
+namespace zelto {
+
+// The places that may look different by now to who watches their folder. What happens at one place before it
+// is told comes together, and what is told is what the replica says when its turn comes. Bounded: beyond
+// that, changes are not told. THREAD: one at a time; the owner sees to it.
+class PendingNotices {
+ public:
+  static constexpr std::size_t kMost = 10'000;  // about 2 MB, told in about a second
+
+  struct Pending {
+    Place place;
+    // What stood there before, as far as anybody was told: 0 for nothing.
+    Inode before = 0;
+    NodeKind kindBefore = NodeKind::file;
+    bool content = false;
+    bool attributes = false;
+    std::optional<Place> from;  // a move; `before` is what was moved then
+  };
+
+  bool empty() const { return places_.empty(); }
+  bool full() const { return places_.size() >= kMost; }
+
+  void appeared(const ReplicaDelta::Name& what);
+  void gone(const ReplicaDelta::Name& what);
+  // REQUIRES: nothing else is pending at either place, and nothing stood at the second.
+  void moved(const ReplicaDelta::Name& from, const ReplicaDelta::Name& to);
+  void changed(const NodeInfo& node, std::string name, bool content);
+  bool contains(const Place& place) const { return index_.contains(place); }
+
+  // The next places, at most so many, all of one folder or a single move.
+  std::vector<Pending> take(std::size_t most);
+  // What is to be told of them; nothing where all is as it was. THREAD: any.
+  static std::vector<Notice> noticesFor(const std::vector<Pending>& places, Replica& replica);
+
+ private:
+  struct PlaceHash {
+    std::size_t operator()(const Place& place) const {
+      return std::hash<std::string>()(place.name) ^ (place.folder * 0x9e3779b97f4a7c15U);
+    }
+  };
+  using List = std::list<Pending>;
+
+  Pending* at(const Place& place, Inode before, NodeKind kind);
+  bool isSourceOfMove(const Place& place) const;
+  void splitMove(List::iterator move);
+  void remove(List::iterator pending);
+  static void tell(const Pending& pending, Replica& replica, std::vector<Notice>& notices);
+  static void tellMove(const Pending& pending, Replica& replica, std::vector<Notice>& notices);
+
+  List places_;
+  // A move is under both of its places, but not under its first one when something else has come there since.
+  std::unordered_map<Place, List::iterator, PlaceHash> index_;
+};
+
+}  // namespace zelto

@@ -1,0 +1,60 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "tests/system/TestSystem.h"
+
+namespace zelto::test {
+namespace {
+
+// Thumbnailers, indexers and those who only want to know a file's type.
+struct BackgroundReadersTest : ::testing::Test {
+  TestSystem system;
+  fs::path programs = system.data() / "programs";
+
+  // A copy of a program under another name.
+  fs::path copyOf(const fs::path& program, const std::string& name) {
+    fs::create_directories(programs);
+    fs::copy_file(program, programs / name);
+    return programs / name;
+  }
+  // What a program with this name and this last argument writes; "failed" when it says so.
+  std::string outputOf(std::vector<std::string> arguments) {
+    const fs::path output = system.data() / "output";
+    arguments.insert(arguments.begin(), {"/bin/sh", "-c", "\"$@\" > \"$0\"", output.string()});
+    Process process(arguments, system.data() / "errors");
+    int status = -1;
+    EXPECT_TRUE(process.waitForEnd(std::chrono::seconds(20), &status));
+    return status == 0 ? readFile(output) : "failed";
+  }
+};
+
+TEST_F(BackgroundReadersTest, NothingIsFetchedForThemAndUsersAreServed) {
+  writeFile(system.share() / "picture.jpg", "a picture");
+  writeFile(system.share() / "large.mov", std::string(5 << 20, 'x'));
+  system.start();
+  const std::string picture = system.mounted() / "picture.jpg", film = system.mounted() / "large.mov";
+  const std::string thumbnailer = copyOf("/bin/cat", "gdk-pixbuf-thumbnailer");
+  const std::string indexer = copyOf("/bin/sh", "tracker-extract-3");
+  names(system.mounted());
+  const std::int64_t before = system.hostBytes();
+  ASSERT_GE(before, 0);
+
+  EXPECT_EQ(outputOf({thumbnailer, picture}), "failed");
+  EXPECT_EQ(outputOf({thumbnailer, film}), "failed");
+  EXPECT_EQ(outputOf({indexer, "-c", "read line < \"$0\"", picture}), "failed");
+  EXPECT_EQ(outputOf({"dd", "iflag=noatime", "status=none", "if=" + picture}), "failed");
+  EXPECT_EQ(::open(picture.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(system.hostBytes(), before);
+
+  // The user's own programs are served, and then everybody is.
+  EXPECT_EQ(outputOf({"cat", picture}), "a picture");
+  EXPECT_EQ(outputOf({thumbnailer, picture}), "a picture");
+  EXPECT_EQ(outputOf({"dd", "iflag=noatime", "status=none", "if=" + picture}), "a picture");
+  EXPECT_EQ(outputOf({"/bin/sh", "-c", "head -c 5 \"$0\"", film}), "xxxxx");
+  EXPECT_GT(system.hostBytes(), before);
+}
+
+}  // namespace
+}  // namespace zelto::test
