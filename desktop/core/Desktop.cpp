@@ -45,7 +45,10 @@ void Desktop::pass(RequestId request, const std::string& path, StateCompletion c
   if (domain == nullptr) {
     completion(nullptr);
   } else {
-    domain->states().ask(domain->scopeOf(path), request, path, std::move(completion));
+    const Scope scope = domain->scopeOf(path);
+    domain->states().ask(scope, request, path, std::move(completion));
+    // The menu on the folder's background wants it, and cannot wait.
+    if (scope.children && domain->has(scope.path)) domain->states().want({scope.path, false});
   }
 }
 

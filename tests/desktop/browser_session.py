@@ -148,12 +148,13 @@ class Session:
 class Browser:
     """One window of a file browser on a folder."""
 
-    # Dolphin's menus cannot be read from outside; it is here for pictures.
+    MENU_KEY = "shift+F10"
     COMMANDS = {"nautilus": ["nautilus", "--new-window"], "nemo": ["nemo", "--no-desktop"],
                 "caja": ["caja", "--no-desktop"], "dolphin": ["dolphin"]}
 
     def __init__(self, session, name, folder):
         self.session, self.name, self.folder = session, name, Path(folder)
+        self.items, self.menus_read = (), 0
         self.process = session.start(*self.COMMANDS[name], str(folder))
         width, height = session.size
         self.window = eventually("the window", self.find_window)
@@ -207,9 +208,11 @@ class Browser:
         """The menu of what these keys select, or of the folder. Items are few, so that there is room below them."""
         width, height = self.session.size
         self.xdotool("mousemove", str(int(width * 0.85)), str(int(height * 0.85)), "click", "1")
-        self.key(*selecting, "Menu" if self.name == "dolphin" else "shift+F10")
-        if self.name != "dolphin":
-            eventually("the menu", lambda: self.find(self.is_properties_entry))
+        self.key(*selecting, self.MENU_KEY)
+        self.wait_for_menu()
+
+    def wait_for_menu(self):
+        eventually("the menu", lambda: self.find(self.is_properties_entry))
 
     def is_properties_entry(self, node):
         # A menu that GTK 4 shows does not say so; it is not there before.
@@ -223,9 +226,6 @@ class Browser:
         return node.get_state_set().contains(self.session.atspi.StateType.SHOWING)
 
     def open_submenu(self):
-        if self.name == "dolphin":
-            self.key("Up", "Up", "Right")
-            return
         self.activate(eventually("our entry", lambda: self.find(
             lambda node: node.get_role_name() in ("menu", "menu item") and node.get_name() == "Zelto"
             and (self.name == "nautilus" or self.is_showing(node)))))
@@ -250,6 +250,7 @@ class Browser:
 
     def entries(self):
         """The titles of our entries, in their order; None where there are none."""
+        self.menus_read += 1
         return self.read(lambda: [node.get_name() for node in self.entry_nodes()]) or None
 
     def choose(self, title):
@@ -264,6 +265,86 @@ class Browser:
             subprocess.run([self.name, "-q"], check=False, timeout=PATIENCE, stderr=subprocess.DEVNULL)
         self.process.terminate()
         self.process.wait(PATIENCE)
+
+
+class Dolphin(Browser):
+    """Its menus are in no tree; the entries say their names when the keyboard comes to them. Those of a second
+    menu do not, since Qt gives them the numbers of the first one's, which are known to be gone."""
+
+    MENU_KEY = "Menu"
+
+    def __init__(self, session, name, folder):
+        super().__init__(session, name, folder)
+        self.focused = []
+        self.listener = session.atspi.EventListener.new(self.notice)
+        self.listener.register("object:state-changed:focused")
+
+    def notice(self, event):
+        # The browser that it comes from may be closed meanwhile.
+        name = self.read(lambda: event.source.get_role_name() == "menu item" and event.source.get_name())
+        if event.detail1 and name:
+            self.focused.append(name)
+
+    def press(self, key):
+        """The entry that the key leads to; nothing when it does not tell."""
+        from gi.repository import GLib
+
+        def named():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return self.focused
+        self.focused.clear()
+        self.key(key)
+        try:
+            return eventually("an entry of the menu", named, 3)[-1]
+        except Missing:
+            return None
+
+    def windows(self):
+        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "dolphin"], capture_output=True,
+                               text=True, check=False)
+        return len(found.stdout.split())
+
+    def wait_for_menu(self):
+        eventually("the menu", lambda: self.windows() > 1)
+
+    def close_menu(self):
+        while self.windows() > 1:
+            self.key("Escape")
+            time.sleep(0.1)
+
+    def around(self, key):
+        """All entries once, from the one that the key leads to."""
+        entries = [self.press(key)]
+        while (entry := self.press(key)) != entries[0]:
+            entries.append(entry)
+        return entries
+
+    def to(self, entry):
+        eventually(f"the entry {entry}", lambda: self.press("Up") == entry)
+
+    def open_submenu(self):
+        self.to("Zelto")
+        self.press("Right")
+
+    def entries(self):
+        self.menus_read += 1
+        if "Zelto" not in self.around("Up"):
+            return None
+        self.to("Zelto")
+        # The first entry has the focus then, which the last key leads back to.
+        first = self.press("Right")
+        entries = self.around("Down") if self.press("Down") != first else []
+        start = entries.index(first) if entries else 0
+        return entries[start:] + entries[:start] or [first]
+
+    def choose(self, title):
+        self.to(title)
+        self.key("Return")
+
+
+def open_browser(session, name, folder):
+    return (Dolphin if name == "dolphin" else Browser)(session, name, folder)
 
 
 class RealManager:
