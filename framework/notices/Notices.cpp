@@ -130,7 +130,8 @@ void Notices::turn() {
     if (thread_.busy()) return;  // its end comes back here
     places = pending_.take(kInOneRound);
   }
-  NoticeRound round{.notices = PendingNotices::noticesFor(places, replica_)};
+  NoticeRound round;
+  round.notices = PendingNotices::noticesFor(places, replica_);
   if (round.notices.empty()) return schedule();
   const auto path = pathOf(places.front().place.folder);
   const Inode from = places.front().from ? places.front().from->folder : 0;
