@@ -15,7 +15,8 @@ constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVE | IN_MODIFY |
 }  // namespace
 
 FolderWatch::FolderWatch(const fs::path& folder) : descriptor_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-  EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), kChanges), 0) << folder;
+  EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), kChanges), 0)
+      << folder << ": " << std::strerror(errno);
 }
 
 FolderWatch::~FolderWatch() { ::close(descriptor_); }
