@@ -77,6 +77,9 @@ void ChangePump::start() {
                                  [this, run] { queue_.async([this, run] { tryAgain(run); }); });
     patience_ = std::min(patience_ * 2, kLongestPatience);
   }
+  // To ask again says that the last changes have arrived, and a host forgets them then: they have to be where
+  // the end of this process leaves them.
+  if (std::exchange(unwritten_, false)) replica_.flush();
   enumerate(run);
 }
 
@@ -101,6 +104,7 @@ void ChangePump::enumerate(std::uint64_t run) {
 void ChangePump::apply(const std::vector<NSFileProviderItemPtr>& updates,
                        const std::vector<std::string>& deletions, const Asked& asked) {
   const ReplicaDelta delta = replica_.applyChanges(updates, deletions, asked);
+  unwritten_ = unwritten_ || !updates.empty() || !deletions.empty();
   if (!delta.empty()) changed_(delta);
 }
 

@@ -59,6 +59,7 @@ class ChangePump {
   bool signalled_ = false;                                // another one is wanted
   std::vector<std::move_only_function<void()>> waiting_;  // for the next enumeration
   std::vector<std::move_only_function<void()>> running_;  // for the one in flight
+  bool unwritten_ = false;  // changes were applied since the replica was last flushed; on the queue
   DispatchQueue queue_;
 };
 

@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "framework/changes/ChangePump.h"
 #include "tests/framework/FakeExtension.h"
@@ -20,6 +21,17 @@ struct ChangePumpTest : ::testing::Test, ReplicaFixture {
     if (!deletions.empty()) observer->didDeleteItemsWithIdentifiers(deletions);
     if (!updates.empty()) observer->didUpdateItems(updates);
     observer->finishEnumeratingChangesUpToSyncAnchor({}, false);
+  }
+  bool isInDatabase(const std::string& name) const {
+    sqlite3* database = nullptr;
+    sqlite3_stmt* found = nullptr;
+    sqlite3_open((directory / "replica" / "replica.db").c_str(), &database);
+    sqlite3_prepare_v2(database, "SELECT 1 FROM node WHERE CAST(name AS TEXT) = ?", -1, &found, nullptr);
+    sqlite3_bind_text(found, 1, name.c_str(), -1, SQLITE_TRANSIENT);
+    const bool there = sqlite3_step(found) == SQLITE_ROW;
+    sqlite3_finalize(found);
+    sqlite3_close(database);
+    return there;
   }
 };
 
@@ -65,6 +77,24 @@ TEST_F(ChangePumpTest, WhatIsNotAnsweredIsAskedAgain) {
   impatient.signal([&] { done.set_value(); });
   done.get_future().wait();
   EXPECT_EQ(extension.changes.size(), 3U);
+}
+
+// What a killed process leaves has everything that the host was told to have arrived.
+TEST_F(ChangePumpTest, ChangesAreWrittenBeforeItIsAskedAgain) {
+  replica->applyListing(kRootInode, {});
+  pump.signal();
+  pump.drain();
+  for (std::size_t round = 0; round < 20; ++round) {
+    const std::string name = "new" + std::to_string(round);
+    bool written = false;
+    extension.changesArrived = [&] { written = isInDatabase(name); };
+    pump.signal();
+    pump.drain();
+    answer(round, {FakeItem::folder("/" + name)}, {});
+    pump.drain();
+    EXPECT_TRUE(written) << name;
+  }
+  extension.changesArrived = nullptr;
 }
 
 TEST_F(ChangePumpTest, AfterALossTheNextSignalAsksAgain) {
