@@ -18,6 +18,7 @@ class RunActionsTest : public RunFixture {
   std::string share() const { return mount() + "/My Files/share"; }
   std::string both() const { return " '" + share() + "/one.txt' '" + share() + "/two.txt'"; }
   std::string one() const { return " '" + share() + "/one.txt'"; }
+  bool isHostConnected() { return flagField(objectField(status(), "extension"), "hostConnected"); }
   // What `badges` prints comes to this soon.
   bool badgesBecome(const std::string& expected) {
     Result result;
@@ -55,6 +56,8 @@ TEST_F(RunActionsTest, WhatCannotBeDoneIsSaid) {
   EXPECT_EQ(1, result.code);
   EXPECT_TRUE(zelto("badges '" + share() + "/nothing'").output.contains("not known here yet"));
   killHalf("host");
+  // The bus tells of its end a moment later.
+  for (int tries = 0; tries < 500 && isHostConnected(); ++tries) ::usleep(10'000);
   result = zelto("do bookmark" + one());
   EXPECT_EQ(1, result.code);
   EXPECT_TRUE(result.output.contains("no host application is connected")) << result.output;
