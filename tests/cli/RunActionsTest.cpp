@@ -18,7 +18,7 @@ class RunActionsTest : public RunFixture {
   std::string share() const { return mount() + "/My Files/share"; }
   std::string both() const { return " '" + share() + "/one.txt' '" + share() + "/two.txt'"; }
   std::string one() const { return " '" + share() + "/one.txt'"; }
-  bool isHostConnected() { return flagField(objectField(status(), "extension"), "hostConnected"); }
+  bool isHostConnected() { return flagField(objectField(status(), "fileSystem"), "hostConnected"); }
   // What `badges` prints comes to this soon.
   bool badgesBecome(const std::string& expected) {
     Result result;
