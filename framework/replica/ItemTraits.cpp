@@ -79,6 +79,7 @@ std::shared_ptr<const ItemTraits> ItemTraits::decoded(std::string_view bytes) {
   while (!reader.atEnd() && !reader.failed()) {
     const auto kind = reader.plain<Kind>();
     const std::string_view name = readText(reader);
+    if (reader.failed()) return nullptr;
     if (kind == Kind::decoration) {
       traits->decorations.emplace_back(name);
     } else if (auto value = readValue(kind, reader)) {
