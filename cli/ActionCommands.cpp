@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "cli/Commands.h"
+#include "cli/JsonAnswer.h"
 #include "cli/JsonFields.h"
 #include "cli/MountPoint.h"
 #include "cli/Survey.h"
@@ -108,12 +109,7 @@ void printBadges(const NSDictionary& state, const std::string& path) {
 Outcome actions(const ActionsOptions& options, const NamedDomain& named, bool json) {
   const auto manager = managerFor(named, options.paths.front());
   if (!manager) return std::unexpected(manager.error());
-  if (json) {
-    const auto text = manager->text("Actions", {resolved(options.paths)});
-    if (!text) return std::unexpected(text.error());
-    fmt::print("{}\n", *text);
-    return {};
-  }
+  if (json) return printAnswer(*manager, "Actions", {resolved(options.paths)});
   const auto offered = manager->value("Actions", {resolved(options.paths)});
   if (!offered) return std::unexpected(offered.error());
   for (const NSDictionary& action : entries(*offered)) {
@@ -141,12 +137,7 @@ Outcome perform(const DoOptions& options, const NamedDomain& named) {
 Outcome badges(const BadgesOptions& options, const NamedDomain& named, bool json) {
   const auto manager = managerFor(named, options.paths.front());
   if (!manager) return std::unexpected(manager.error());
-  if (json) {
-    const auto text = manager->text("ItemStates", {resolved(options.paths)});
-    if (!text) return std::unexpected(text.error());
-    fmt::print("{}\n", *text);
-    return {};
-  }
+  if (json) return printAnswer(*manager, "ItemStates", {resolved(options.paths)});
   const auto states = manager->value("ItemStates", {resolved(options.paths)});
   if (!states) return std::unexpected(states.error());
   const auto list = entries(*states);

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "cli/Commands.h"
+#include "cli/JsonAnswer.h"
 #include "cli/JsonFields.h"
 #include "cli/MountPoint.h"
 #include "cli/Survey.h"
@@ -47,12 +48,7 @@ void printItem(const NSDictionary& item) {
 Outcome list(const ListOptions& options, const NamedDomain& domain, bool json) {
   const auto manager = managerFor(domain, options.path);
   if (!manager) return std::unexpected(manager.error());
-  if (json) {
-    const auto text = manager->text("List", pathArgument(options.path));
-    if (!text) return std::unexpected(text.error());
-    fmt::print("{}\n", *text);
-    return {};
-  }
+  if (json) return printAnswer(*manager, "List", pathArgument(options.path));
   const auto items = manager->value("List", pathArgument(options.path));
   if (!items) return std::unexpected(items.error());
   if (items->asArray() == nullptr) return failure(ExitCode::failed, "The list is not understood.");
@@ -65,12 +61,7 @@ Outcome list(const ListOptions& options, const NamedDomain& domain, bool json) {
 Outcome item(const ItemOptions& options, const NamedDomain& domain, bool json) {
   const auto manager = managerFor(domain, options.path);
   if (!manager) return std::unexpected(manager.error());
-  if (json) {
-    const auto text = manager->text("Item", pathArgument(options.path));
-    if (!text) return std::unexpected(text.error());
-    fmt::print("{}\n", *text);
-    return {};
-  }
+  if (json) return printAnswer(*manager, "Item", pathArgument(options.path));
   const auto found = manager->object("Item", pathArgument(options.path));
   if (!found) return std::unexpected(found.error());
   printItem(*found);

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "cli/Commands.h"
+#include "cli/JsonAnswer.h"
 #include "cli/PendingTable.h"
 #include "cli/Survey.h"
 
@@ -9,12 +10,7 @@ namespace zelto::cli {
 Outcome pending(const NamedDomain& domain, bool json) {
   const auto manager = managerFor(domain);
   if (!manager) return std::unexpected(manager.error());
-  if (json) {
-    const auto text = manager->text("Pending");
-    if (!text) return std::unexpected(text.error());
-    fmt::print("{}\n", *text);
-    return {};
-  }
+  if (json) return printAnswer(*manager, "Pending", {});
   const auto changes = manager->value("Pending");
   if (!changes) return std::unexpected(changes.error());
   if (changes->asArray() == nullptr) return failure(ExitCode::failed, "The list is not understood.");
