@@ -14,9 +14,11 @@ void Manager::thumbnails(BusMethodCall call, BusReply reply) {
       items.push_back(*std::move(item));
     }
   }
-  if (!items.empty()) watchAsker(call.sender);
+  const bool any = !items.empty();
   parts_.thumbnails->ask(call.sender, std::move(items),
                          [reply = std::move(reply)]() mutable { reply(BusArguments{}); });
+  // Afterwards: the watch tells at once of an asker that has left meanwhile.
+  if (any) watchAsker(call.sender);
 }
 
 void Manager::watchAsker(const std::string& asker) {
