@@ -23,7 +23,7 @@ struct FetchEvent {
   std::string error;
 };
 
-std::optional<FetchEvent> eventOf(const BusArguments& arguments) {
+std::optional<FetchEvent> fetchEventOf(const BusArguments& arguments) {
   if (!holds<std::uint64_t, std::uint64_t, std::uint64_t, bool, std::string>(arguments)) return std::nullopt;
   return FetchEvent{std::get<std::uint64_t>(arguments[0]), std::get<std::uint64_t>(arguments[1]),
                     std::get<std::uint64_t>(arguments[2]), std::get<bool>(arguments[3]),
@@ -68,7 +68,7 @@ class Fetcher {
   // that told us ours and are kept.
   std::optional<FetchEvent> progressOf(std::uint64_t ticket) {
     for (const SignalFeed::Event& event : feed_.take()) {
-      if (auto progress = eventOf(event.arguments)) pending_[progress->ticket] = std::move(*progress);
+      if (auto progress = fetchEventOf(event.arguments)) pending_[progress->ticket] = std::move(*progress);
     }
     const auto node = pending_.extract(ticket);
     if (pending_.size() > 1024) pending_.clear();

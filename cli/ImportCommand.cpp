@@ -23,7 +23,7 @@ struct ImportEvent {
   std::string message, error;
 };
 
-std::optional<ImportEvent> eventOf(const BusArguments& arguments) {
+std::optional<ImportEvent> importEventOf(const BusArguments& arguments) {
   using Count = std::uint64_t;
   if (!holds<Count, Count, Count, Count, Count, bool, std::string, std::string>(arguments)) {
     return std::nullopt;
@@ -63,7 +63,7 @@ class ImportWatch {
   // The last report of the import, if it is among those that came.
   std::optional<ImportEvent> showEvents() {
     for (const SignalFeed::Event& event : feed_.take()) {
-      const auto progress = eventOf(event.arguments);
+      const auto progress = importEventOf(event.arguments);
       if (!progress || progress->ticket != ticket_) continue;
       show(*progress);
       if (progress->finished) return progress;

@@ -6,6 +6,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 else()
   # g++ 12 reports these inside the standard library's own inlined code.
   add_compile_options(-Wno-maybe-uninitialized -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
+  if(CMAKE_UNITY_BUILD)
+    # Meant for headers; here a source is included by another.
+    add_compile_options(-Wno-subobject-linkage)
+  endif()
 endif()
 option(ZELTO_WERROR "Warnings are errors" OFF)
 if(ZELTO_WERROR)

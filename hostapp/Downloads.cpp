@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "hostapp/BackendErrors.h"
+#include "hostapp/DescriptorCopy.h"
 #include "hostapp/StableRead.h"
 #include "hostapp/TransferFile.h"
 
@@ -13,8 +14,7 @@ namespace zelto {
 
 namespace {
 
-// Cancellation and progress are looked at once a piece; other downloads get their turn after a slice.
-constexpr std::uint64_t kPiece = 8ULL << 20;
+// Other downloads get their turn after a slice.
 constexpr std::uint64_t kSlice = 64ULL << 20;
 
 // One download on its way. Each step runs on one thread of the pool.
@@ -69,8 +69,8 @@ class DownloadJob : public std::enable_shared_from_this<DownloadJob> {
 
   std::optional<NSError> copySlice() {
     const auto size = before_.stat.size;
-    for (std::uint64_t done = 0; done < kSlice && copied_ < size; done += kPiece) {
-      const auto wanted = std::min(kPiece, size - copied_);
+    for (std::uint64_t done = 0; done < kSlice && copied_ < size; done += kCopyPiece) {
+      const auto wanted = std::min(kCopyPiece, size - copied_);
       const auto count = source_->copyTo(file_->descriptor(), copied_, wanted);
       if (!count) return count.error();
       copied_ += *count;

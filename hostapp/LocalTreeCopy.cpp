@@ -21,8 +21,6 @@ namespace zelto {
 
 namespace {
 
-constexpr std::uint64_t kPiece = 8ULL << 20;
-
 void copyDate(int from, int to) {
   struct stat status {};
   if (::fstat(from, &status) != 0) return;
@@ -152,7 +150,7 @@ int LocalTreeCopy::copyEntry(const std::string& path) {
 
 int LocalTreeCopy::copyFilePiece() {
   auto& file = *file_;
-  const auto wanted = std::min(kPiece, file.before.stat.size - file.copied);
+  const auto wanted = std::min(kCopyPiece, file.before.stat.size - file.copied);
   const auto count = copyStretch(file.from.get(), file.to.get(), file.copied, wanted);
   if (!count) return count.error();
   file.copied += *count;

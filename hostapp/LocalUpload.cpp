@@ -20,7 +20,6 @@ namespace zelto {
 
 namespace {
 
-constexpr std::uint64_t kPiece = 8ULL << 20;
 constexpr double kFurthestDate = 1e11;  // some thousands of years, which every clock can show
 
 // To the nanosecond, so that the date that is read back is the one that was given.
@@ -101,7 +100,7 @@ std::expected<bool, NSError> LocalUpload::step() {
 }
 
 int LocalUpload::copyPiece() {
-  const auto wanted = std::min(kPiece, size_ - copied_);
+  const auto wanted = std::min(kCopyPiece, size_ - copied_);
   const auto count = copyStretch(source_.get(), copy_->descriptor(), copied_, wanted);
   if (!count) return count.error();
   if (*count < wanted) return EIO;  // cut short by somebody else: never half a file

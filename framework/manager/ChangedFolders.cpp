@@ -5,7 +5,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::size_t kMostTold = 1000;
+constexpr std::size_t kMostFoldersTold = 1000;
 constexpr std::chrono::milliseconds kPause{100};
 
 }  // namespace
@@ -18,7 +18,7 @@ void ChangedFolders::add(const std::vector<Inode>& folders) {
   if (folders.empty()) return;
   {
     const std::lock_guard lock(mutex_);
-    if (folders_.size() <= kMostTold) folders_.insert(folders.begin(), folders.end());
+    if (folders_.size() <= kMostFoldersTold) folders_.insert(folders.begin(), folders.end());
     if (std::exchange(scheduled_, true)) return;
   }
   deadlines_.schedule(Deadlines::Clock::now() + kPause, [weak = weak_from_this()] {
@@ -33,7 +33,7 @@ void ChangedFolders::tellNow() {
     folders.swap(folders_);
     scheduled_ = false;
   }
-  if (folders.size() > kMostTold) return tell_({kRootInode});
+  if (folders.size() > kMostFoldersTold) return tell_({kRootInode});
   tell_({folders.begin(), folders.end()});
 }
 

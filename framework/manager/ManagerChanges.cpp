@@ -9,7 +9,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::size_t kMostTold = 10000;
+constexpr std::size_t kMostChangesTold = 10000;
 
 const char* kindName(const LocalChangeInfo& info) {
   if (info.removed) return "remove";
@@ -64,7 +64,7 @@ PropertyListValue Manager::describe(const std::vector<PendingChange>& changes) c
 }
 
 void Manager::pending(BusMethodCall, BusReply reply) {
-  replyJson(reply, describe(parts_.propagator.pending(kMostTold)));
+  replyJson(reply, describe(parts_.propagator.pending(kMostChangesTold)));
 }
 
 void Manager::wait(BusMethodCall, BusReply reply) {

@@ -12,14 +12,14 @@
 namespace zelto {
 namespace {
 
-constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
+constexpr int kLocalFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
 
 int copyWhole(int from, const std::string& path, UniqueDescriptor& copy) {
   struct stat status {};
   if (::fstat(from, &status) != 0) return errno;
   // What a killed process left there may be another name of the very file that is copied.
   ::unlink(path.c_str());
-  copy = UniqueDescriptor(::open(path.c_str(), kFlags | O_CREAT | O_EXCL, 0600));
+  copy = UniqueDescriptor(::open(path.c_str(), kLocalFlags | O_CREAT | O_EXCL, 0600));
   if (!copy) return errno;
   const auto size = static_cast<std::uint64_t>(status.st_size);
   int code = ::ftruncate(copy.get(), status.st_size) == 0 ? 0 : errno;
@@ -36,7 +36,7 @@ std::string ContentFile::ownPath() const {
 
 int ContentFile::beginLocal() {
   const std::lock_guard lock(takeOverMutex_);
-  UniqueDescriptor file(::open(store_->localPath(inode_).c_str(), kFlags | O_CREAT | O_TRUNC, 0600));
+  UniqueDescriptor file(::open(store_->localPath(inode_).c_str(), kLocalFlags | O_CREAT | O_TRUNC, 0600));
   if (!file) return errno;
   size_ = 0;
   local_.store(true, std::memory_order_release);
@@ -49,7 +49,7 @@ int ContentFile::becomeLocal(bool keep) {
   if (local()) return 0;
   if (keep && !complete()) return EAGAIN;
   if (descriptor() < 0) {
-    UniqueDescriptor file(::open(store_->localPath(inode_).c_str(), kFlags | O_CREAT | O_TRUNC, 0600));
+    UniqueDescriptor file(::open(store_->localPath(inode_).c_str(), kLocalFlags | O_CREAT | O_TRUNC, 0600));
     if (!file) return errno;
     if (keep && ::ftruncate(file.get(), static_cast<off_t>(size())) != 0) return errno;
     descriptor_.store(file.release(), std::memory_order_release);

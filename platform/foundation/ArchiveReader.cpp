@@ -8,9 +8,9 @@ namespace zelto {
 namespace {
 
 constexpr std::size_t kMaximumBytes = std::size_t{16} << 20;
-constexpr std::size_t kMaximumDepth = 64;
+constexpr std::size_t kMaximumArchiveDepth = 64;
 constexpr std::uint64_t kCostPerValue = 64;
-constexpr std::uint64_t kMaximumCost = std::uint64_t{128} << 20;
+constexpr std::uint64_t kMaximumArchiveCost = std::uint64_t{128} << 20;
 
 bool isOfType(plist_t node, plist_type type) { return node != nullptr && plist_get_node_type(node) == type; }
 
@@ -60,7 +60,7 @@ const PropertyListValue* ArchiveReader::resolve(plist_t reference, std::size_t d
   if (!index) return fail("a reference is out of range"), nullptr;
   Resolved& resolved = resolved_[*index];
   if (resolved.open) return fail("an object contains itself"), nullptr;
-  if (depth > kMaximumDepth) return fail("it is nested too deeply"), nullptr;
+  if (depth > kMaximumArchiveDepth) return fail("it is nested too deeply"), nullptr;
   const std::uint64_t before = cost_;
   if (!resolved.value) {
     resolved.open = true;
@@ -72,7 +72,7 @@ const PropertyListValue* ArchiveReader::resolve(plist_t reference, std::size_t d
   } else {
     cost_ += resolved.cost;
   }
-  if (cost_ > kMaximumCost) return fail("it would take too much memory"), nullptr;
+  if (cost_ > kMaximumArchiveCost) return fail("it would take too much memory"), nullptr;
   return &*resolved.value;
 }
 

@@ -5,7 +5,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::size_t kMaximumDepth = 32;
+constexpr std::size_t kMaximumWrittenDepth = 32;
 constexpr std::uint64_t kArchiveVersion = 100000;
 
 plist_t uidArray(const std::vector<std::uint64_t>& uids) {
@@ -48,7 +48,7 @@ ArchiveWriter::ArchiveWriter() : objects_(plist_new_array()), archive_(plist_new
 }
 
 std::optional<ArchiveWriter::Uid> ArchiveWriter::add(const PropertyListValue& value, std::size_t depth) {
-  if (depth > kMaximumDepth) return std::nullopt;
+  if (depth > kMaximumWrittenDepth) return std::nullopt;
   if (const auto* text = value.asString()) return addString(*text);
   if (const auto* date = value.asDate()) return addDate(*date);
   if (const auto* array = value.asArray()) return addArray(*array, depth);

@@ -9,10 +9,10 @@ namespace {
 
 constexpr std::uint64_t kTrailerSize = 32;
 constexpr std::string_view kMagic = "bplist00";
-constexpr std::uint32_t kMaximumDepth = 128;
+constexpr std::uint32_t kMaximumPlistDepth = 128;
 // What an object takes in memory beside its payload, about, and what the whole tree may take.
 constexpr std::uint64_t kCostPerObject = 128;
-constexpr std::uint64_t kMaximumCost = std::uint64_t{256} << 20;
+constexpr std::uint64_t kMaximumPlistCost = std::uint64_t{256} << 20;
 
 }  // namespace
 
@@ -45,7 +45,7 @@ bool BinaryPropertyListCheck::measure(std::uint64_t index, std::uint32_t depth) 
   if (index >= measures_.size()) return fail("a reference is out of range");
   Measure& known = measures_[index];
   if (known.state == Measure::State::kOpen) return fail("an object contains itself");
-  if (depth + known.height > kMaximumDepth) return fail("it is nested too deeply");
+  if (depth + known.height > kMaximumPlistDepth) return fail("it is nested too deeply");
   if (known.state == Measure::State::kKnown) return true;
   const auto object = objectAt(number(offsetTable_ + index * offsetWidth_, offsetWidth_).value_or(0));
   if (!object) return fail("an object is damaged");
@@ -63,7 +63,7 @@ bool BinaryPropertyListCheck::measureReferences(const Object& object, std::uint3
     if (!measure(index, depth + 1)) return false;
     sum.height = std::max(sum.height, measures_[index].height + 1);
     sum.cost += measures_[index].cost;
-    if (sum.cost > kMaximumCost) return fail("it would take too much memory");
+    if (sum.cost > kMaximumPlistCost) return fail("it would take too much memory");
   }
   return true;
 }

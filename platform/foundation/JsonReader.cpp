@@ -7,7 +7,7 @@
 namespace zelto {
 namespace {
 
-constexpr std::size_t kMaximumDepth = 512;
+constexpr std::size_t kMaximumTextDepth = 512;
 // One value takes about a hundred bytes of memory but as little as two of text.
 constexpr std::size_t kMaximumValues = 4'000'000;
 
@@ -40,7 +40,7 @@ bool JsonReader::parse_error(std::size_t, const std::string&, const nlohmann::js
 }
 
 bool JsonReader::open(bool isObject) {
-  if (levels_.size() == kMaximumDepth) return fail("nested too deeply");
+  if (levels_.size() == kMaximumTextDepth) return fail("nested too deeply");
   levels_.push_back({isObject, {}, {}, DictionaryKey("")});
   return true;
 }

@@ -16,7 +16,7 @@ using Json = nlohmann::ordered_json;
 constexpr int kPropertyListReadCorruptError = 3840;
 constexpr int kPropertyListWriteInvalidError = 3852;
 constexpr std::size_t kMaximumBytes = std::size_t{64} << 20;
-constexpr std::size_t kMaximumDepth = 512;
+constexpr std::size_t kMaximumObjectDepth = 512;
 constexpr int kIndentation = 2;
 
 NSError readError(std::string_view problem) {
@@ -55,7 +55,7 @@ std::optional<Json> jsonOf(const NSDictionary& dictionary, std::size_t depth) {
 }
 
 std::optional<Json> jsonOf(const PropertyListValue& value, std::size_t depth) {
-  if (depth > kMaximumDepth) return std::nullopt;
+  if (depth > kMaximumObjectDepth) return std::nullopt;
   if (const auto* boolean = value.asBoolean()) return Json(*boolean);
   if (const auto* integer = value.asInteger()) return Json(*integer);
   if (const auto* string = value.asString()) return Json(*string);

@@ -11,12 +11,12 @@
 namespace zelto {
 namespace {
 
-constexpr double kMostPixels = 8192;
+constexpr double kLongestSide = 8192;
 // Sizes are multiplied: 0.1 and 30 make a little more than 3.
 constexpr double kTolerance = 1e-6;
 
 int pixelCount(double length) {
-  return static_cast<int>(std::clamp(std::ceil(length - kTolerance), 0.0, kMostPixels));
+  return static_cast<int>(std::clamp(std::ceil(length - kTolerance), 0.0, kLongestSide));
 }
 
 cairo_status_t appendTo(void* text, const unsigned char* bytes, unsigned int count) {
@@ -28,7 +28,7 @@ cairo_status_t appendTo(void* text, const unsigned char* bytes, unsigned int cou
 
 std::optional<NSImageRep> NSImageRep::bitmap(NSSize size, double pixelsPerPoint, const Drawing& draw) {
   const double largest = std::max(size.width, size.height);
-  const double scale = largest > 0 ? std::min(pixelsPerPoint, kMostPixels / largest) : pixelsPerPoint;
+  const double scale = largest > 0 ? std::min(pixelsPerPoint, kLongestSide / largest) : pixelsPerPoint;
   const int wide = pixelCount(size.width * scale);
   const int high = pixelCount(size.height * scale);
   NSImageRep rep;

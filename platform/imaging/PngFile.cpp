@@ -13,7 +13,7 @@ constexpr std::size_t kWidthOffset = 16;
 constexpr std::size_t kHeightOffset = 20;
 constexpr std::uint64_t kMostPixels = std::uint64_t{64} << 20;
 
-std::uint64_t numberAt(std::string_view bytes, std::size_t offset) {
+std::uint64_t lengthAt(std::string_view bytes, std::size_t offset) {
   std::uint64_t number = 0;
   for (const char c : bytes.substr(offset, 4)) number = number << 8 | static_cast<unsigned char>(c);
   return number;
@@ -34,7 +34,7 @@ bool isPng(std::string_view bytes) { return bytes.starts_with(kSignature); }
 std::optional<NSImageRep> pictureInPng(std::string_view bytes) {
   if (!isPng(bytes) || bytes.size() < kHeightOffset + 4) return std::nullopt;
   // A short file can ask for any amount of memory.
-  if (numberAt(bytes, kWidthOffset) * numberAt(bytes, kHeightOffset) > kMostPixels) return std::nullopt;
+  if (lengthAt(bytes, kWidthOffset) * lengthAt(bytes, kHeightOffset) > kMostPixels) return std::nullopt;
   auto surface = ownedSurface(::cairo_image_surface_create_from_png_stream(readFrom, &bytes));
   return surface ? std::optional(NSImageRep::withSurface(std::move(surface))) : std::nullopt;
 }

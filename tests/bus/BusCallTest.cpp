@@ -14,8 +14,7 @@ namespace {
 
 constexpr std::uint64_t kSecond = 1'000'000;
 constexpr std::uint64_t kLong = 20 * kSecond;
-constexpr const char* kName = "it.pellam.Zelto.Test";
-const SessionBus::Target kTarget{kName, "/it/pellam/Zelto/Test", "it.pellam.Zelto.Test1"};
+const SessionBus::Target kTarget{test::kTestName, "/it/pellam/Zelto/Test", "it.pellam.Zelto.Test1"};
 
 // A service with one method per behaviour, and a caller on a connection of its own.
 class BusCallTest : public testing::Test {
@@ -25,7 +24,7 @@ class BusCallTest : public testing::Test {
     service_ = connect();
     caller_ = connect();
     ASSERT_FALSE(service_->exportObject(kTarget.path, interface()));
-    ASSERT_FALSE(service_->requestName(kName));
+    ASSERT_FALSE(service_->requestName(test::kTestName));
   }
 
   static std::shared_ptr<SessionBus> connect() {
@@ -167,8 +166,8 @@ TEST_F(BusCallTest, TimesOutAndFindsNobody) {
   EXPECT_EQ(EHOSTUNREACH, reply.error().code());
 
   for (const SessionBus::Target& bad :
-       {SessionBus::Target{"", "/x", "a.b"}, SessionBus::Target{kName, "x", "a.b"},
-        SessionBus::Target{kName, "/x", "b"}}) {
+       {SessionBus::Target{"", "/x", "a.b"}, SessionBus::Target{test::kTestName, "x", "a.b"},
+        SessionBus::Target{test::kTestName, "/x", "b"}}) {
     EXPECT_EQ(EINVAL, caller_->callAndWait(bad, "C", "", {}, kLong).error().code());
   }
 }
@@ -182,10 +181,10 @@ TEST_F(BusCallTest, WaitingOnTheBusThreadIsRefused) {
 }
 
 TEST_F(BusCallTest, ANameIsTakenOnce) {
-  const auto error = caller_->requestName(kName);
+  const auto error = caller_->requestName(test::kTestName);
   ASSERT_TRUE(error);
   EXPECT_EQ(EEXIST, error->code());
-  EXPECT_FALSE(service_->requestName(kName));  // ours already
+  EXPECT_FALSE(service_->requestName(test::kTestName));  // ours already
   EXPECT_TRUE(caller_->requestName("not a name"));
   EXPECT_TRUE(service_->exportObject(kTarget.path, interface()));
   EXPECT_TRUE(service_->exportObject("relative", interface()));

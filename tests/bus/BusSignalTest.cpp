@@ -11,7 +11,6 @@ namespace {
 
 constexpr const char* kPath = "/it/pellam/Zelto/Test";
 constexpr const char* kInterface = "it.pellam.Zelto.Test1";
-constexpr const char* kName = "it.pellam.Zelto.Test";
 
 class BusSignalTest : public testing::Test {
  protected:
@@ -76,18 +75,18 @@ TEST_F(BusSignalTest, IllFormedSignalsAreNotSent) {
 
 TEST_F(BusSignalTest, FollowsANameThroughItsOwners) {
   test::Recorder<bool> states;
-  const auto watch = listener_->watchName(kName, [&states](bool present) { states.add(present); });
+  const auto watch = listener_->watchName(test::kTestName, [&states](bool present) { states.add(present); });
   EXPECT_EQ((std::vector{false}), states.waitFor(1));
-  ASSERT_FALSE(sender_->requestName(kName));
+  ASSERT_FALSE(sender_->requestName(test::kTestName));
   EXPECT_EQ((std::vector{false, true}), states.waitFor(2));
   sender_.reset();
   EXPECT_EQ((std::vector{false, true, false}), states.waitFor(3));
 }
 
 TEST_F(BusSignalTest, KnowsTheStateAtTheStartAndUniqueNames) {
-  ASSERT_FALSE(sender_->requestName(kName));
+  ASSERT_FALSE(sender_->requestName(test::kTestName));
   test::Recorder<bool> known;
-  const auto watch = listener_->watchName(kName, [&known](bool present) { known.add(present); });
+  const auto watch = listener_->watchName(test::kTestName, [&known](bool present) { known.add(present); });
   EXPECT_EQ((std::vector{true}), known.waitFor(1));
 
   test::Recorder<std::string> senders;
@@ -108,15 +107,15 @@ TEST_F(BusSignalTest, KnowsTheStateAtTheStartAndUniqueNames) {
 }
 
 TEST_F(BusSignalTest, TheLossOfTheBusIsTheLossOfEveryName) {
-  ASSERT_FALSE(sender_->requestName(kName));
+  ASSERT_FALSE(sender_->requestName(test::kTestName));
   test::Recorder<bool> states;
-  const auto watch = listener_->watchName(kName, [&states](bool present) { states.add(present); });
+  const auto watch = listener_->watchName(test::kTestName, [&states](bool present) { states.add(present); });
   EXPECT_EQ((std::vector{true}), states.waitFor(1));
   private_.stop();
   EXPECT_EQ((std::vector{true, false}), states.waitFor(2));
   // Afterwards nothing waits for the bus that is gone.
   test::Recorder<bool> later;
-  const auto late = listener_->watchName(kName, [&later](bool present) { later.add(present); });
+  const auto late = listener_->watchName(test::kTestName, [&later](bool present) { later.add(present); });
   EXPECT_EQ((std::vector{false}), later.waitFor(1));
   test::Recorder<std::string> none;
   const auto begun = std::chrono::steady_clock::now();

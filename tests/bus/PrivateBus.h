@@ -13,6 +13,9 @@
 
 namespace zelto::test {
 
+// A name that no program of ours owns.
+inline constexpr const char* kTestName = "it.pellam.Zelto.Test";
+
 // A message bus of the test's own in a folder of its own, and the environment that leads to it. Ends with
 // the test, also when the test dies.
 class PrivateBus {

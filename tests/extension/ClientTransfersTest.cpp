@@ -13,7 +13,6 @@ using testing::StartsWith;
 using Download = Outcome<std::optional<NSURL>, FileProviderItemPtr, std::optional<NSError>>;
 using Range = Outcome<std::optional<NSURL>, FileProviderItemPtr, NSRange, std::optional<NSError>>;
 
-const NSError kFailure("host", 7, {{NSLocalizedDescriptionKey, "no such file"}});
 const NSError kCancelled("any domain", 3072);
 
 class ClientTransfersTest : public ExtensionFixture {};

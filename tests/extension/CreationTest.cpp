@@ -9,7 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-const NSError kFailure("host", 7);
 constexpr auto kNothingSettled = fieldsOf(0x80000000);
 
 class CreationTest : public ExtensionFixture {

@@ -14,6 +14,9 @@
 
 namespace zelto::test {
 
+// What a host that fails answers.
+inline const NSError kFailure("host", 7, {{NSLocalizedDescriptionKey, "disk full"}});
+
 // A file as the host describes it; `extra` adds keys and replaces values.
 NSDictionary fileDictionary(const std::string& path, const NSDictionary& extra = {});
 NSDictionary folderDictionary(const std::string& path, const NSDictionary& extra = {});

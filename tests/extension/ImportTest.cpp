@@ -9,8 +9,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-const NSError kFailure("host", 7, {{NSLocalizedDescriptionKey, "disk full"}});
-
 // The fake host answers the folder itself at once. It holds what it is asked for each entry until the walk
 // waits for it, for a reply that comes earlier is lost.
 class ImportTest : public ExtensionFixture {

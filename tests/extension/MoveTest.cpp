@@ -7,8 +7,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const NSError kFailure("host", 7, {{NSLocalizedDescriptionKey, "no such file"}});
-
 class MoveTest : public ExtensionFixture {
  protected:
   std::shared_ptr<NSProgress> move(const std::string& destination, ItemAnswers& answers) {

@@ -10,7 +10,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-const NSError kFailure("host", 7, {{NSLocalizedDescriptionKey, "disk full"}});
 const NSError kCancelled("any domain", 3072);
 
 class UploadTest : public ExtensionFixture {

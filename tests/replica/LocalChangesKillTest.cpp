@@ -49,9 +49,9 @@ class Reports {
 };
 
 // A program and a propagation at work in the process that will be killed.
-class Victim {
+class ChangingVictim {
  public:
-  Victim(const std::string& directory, unsigned seed, int pipe)
+  ChangingVictim(const std::string& directory, unsigned seed, int pipe)
       : directory_(directory), work_(seed), random_(seed + 1000000), reports_(pipe) {
     server_.put("/s", std::nullopt);
   }
@@ -142,7 +142,7 @@ class LocalChangesKillTest : public ReplicaFixture {
     const pid_t child = ::fork();
     if (child == 0) {
       if (!killPoint.empty()) ::setenv("ZELTO_KILL_POINT", killPoint.c_str(), 1);
-      Victim(directory, seed, ends[1]).run();
+      ChangingVictim(directory, seed, ends[1]).run();
     }
     ::close(ends[1]);
     std::string text;

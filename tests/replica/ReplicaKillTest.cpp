@@ -10,9 +10,9 @@ namespace {
 
 // What the process that will be killed does, over and over: it lists folders anew, each time with all
 // names of one generation, and materialises the one file that stays.
-class Victim {
+class ListingVictim {
  public:
-  Victim(const std::string& directory, unsigned seed, int pipe)
+  ListingVictim(const std::string& directory, unsigned seed, int pipe)
       : directory_(directory), pipe_(pipe), random_(seed), step_(seed * 100000) {}
 
   [[noreturn]] void run() {
@@ -71,7 +71,7 @@ class ReplicaKillTest : public ReplicaFixture {
     ASSERT_EQ(::pipe(ends), 0);
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
-    if (child == 0) Victim(directory, seed, ends[1]).run();
+    if (child == 0) ListingVictim(directory, seed, ends[1]).run();
     ::close(ends[1]);
     std::string text(bytes, '\0');
     std::size_t got = 0;
@@ -123,7 +123,7 @@ class ReplicaKillTest : public ReplicaFixture {
       ASSERT_NE(file, nullptr);
       if (file->ranges().empty()) continue;  // its file went before the row did
       EXPECT_EQ(bytesOf(*file).substr(range.location, range.length),
-                std::string(range.length, Victim::byteOf(generation)));
+                std::string(range.length, ListingVictim::byteOf(generation)));
       ++materialised_;
     }
   }
@@ -136,7 +136,7 @@ TEST_F(ReplicaKillTest, WhateverTheMomentWhatIsThereIsWhole) {
   for (unsigned seed = 1; seed <= 12; ++seed) {
     ASSERT_NO_FATAL_FAILURE(killAfter(seed, 1 + seed * seed * 150 % 8000));
     open();
-    for (int i = 0; i < Victim::kFolders; ++i) {
+    for (int i = 0; i < ListingVictim::kFolders; ++i) {
       const Inode folder = at("f" + std::to_string(i));
       if (folder == 0) continue;
       ASSERT_NO_FATAL_FAILURE(checkFolder(folder));

@@ -6,9 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "framework/thumbnails/ThumbnailItem.h"
 #include "platform/fileprovider/NSFileProviderThumbnailing.h"
 
 namespace zelto::test {
+
+// A picture "/INODE" of that date.
+inline ThumbnailItem item(Inode inode, std::int64_t modified = 1) {
+  const auto name = "/" + std::to_string(inode);
+  return {inode, name, "/mount" + name + ".png", modified};
+}
 
 // An extension that keeps every request for thumbnails until the test answers its items. THREAD: any.
 class FakeThumbnailer final : public NSFileProviderThumbnailing {

@@ -1,14 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "framework/thumbnails/ThumbnailBacklog.h"
+#include "tests/thumbnails/FakeThumbnailer.h"
 
 namespace zelto::test {
 namespace {
-
-ThumbnailItem item(Inode inode, std::int64_t modified = 1) {
-  const auto name = "/" + std::to_string(inode);
-  return {inode, name, "/m" + name, modified};
-}
 
 class ThumbnailBacklogTest : public testing::Test {
  protected:

@@ -17,11 +17,6 @@ namespace {
 using Identifiers = FakeThumbnailer::Identifiers;
 using Inodes = std::vector<Inode>;
 
-ThumbnailItem item(Inode inode, std::int64_t modified = 1) {
-  const auto name = "/" + std::to_string(inode);
-  return {inode, name, "/mount" + name + ".png", modified};
-}
-
 class ThumbnailQueueTest : public testing::Test {
  protected:
   std::shared_ptr<ThumbnailQueue> make() {
