@@ -165,6 +165,7 @@ std::string Host::status() const {
   }
   const auto mode = parts_->mode->mode();
   const auto watcher = parts_->watcher->counts();
+  const auto thumbnails = parts_->counters->thumbnails();
   const auto number = [](std::uint64_t value) { return PropertyListValue(static_cast<std::int64_t>(value)); };
   const NSDictionary status{{"domain", domain_},
                             {"pid", static_cast<std::int64_t>(::getpid())},
@@ -175,6 +176,8 @@ std::string Host::status() const {
                             {"log", log_->path()},
                             {"calls", calls},
                             {"bytesSent", number(parts_->counters->bytes())},
+                            {"thumbnailsNow", number(thumbnails.now)},
+                            {"mostThumbnailsAtOnce", number(thumbnails.most)},
                             {"pendingChanges", number(parts_->journal->size())},
                             {"watchedFolders", number(watcher.folders - watcher.unwatched)},
                             {"unwatchedFolders", number(watcher.unwatched)},

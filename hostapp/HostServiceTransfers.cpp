@@ -8,7 +8,13 @@ void HostService::thumbnailForPath(const std::string& path, ThumbnailReply compl
   parts_->counters->count("thumbnail");
   const auto item = parts_->resolver->resolve(path);
   if (!item) return completion(std::nullopt, noSuchItemError(path));
-  parts_->thumbnails->start(item->path, abandoned_, std::move(completion));
+  parts_->counters->thumbnailBegun();
+  parts_->thumbnails->start(
+      item->path, abandoned_,
+      [counters = parts_->counters, reply = std::move(completion)](auto... answer) mutable {
+        counters->thumbnailEnded();
+        reply(std::move(answer)...);
+      });
 }
 
 std::shared_ptr<NSProgress> HostService::downloadItemWithPath(const std::string& path,

@@ -117,7 +117,8 @@ inline std::string importerOf(std::string_view domain) { return std::string(doma
 // The reference host application's own small control interface.
 //   Status() -> s        JSON: domain, pid, folder, connected (bool), useMyFiles, useOfflineFiles, log
 //   (path),
-//                        calls ({operation: count} since the start), bytesSent (content bytes handed over)
+//                        calls ({operation: count} since the start), bytesSent (content bytes handed over),
+//                        thumbnailsNow, mostThumbnailsAtOnce (being made, and how many ever were)
 //   SetMode(b useMyFiles, b useOfflineFiles)
 //   AddBookmark(s identifier), RemoveBookmark(s identifier), MakeOffline(s identifier), RemoveOffline(s
 //   identifier)
