@@ -98,7 +98,7 @@ void Domain::makeThumbnails() {
     volume_->replicaChanged(delta);
   };
   thumbnails_ = ThumbnailQueue::make(std::move(parts), {});
-  volume_->reportRefusalsTo([this](Inode inode) { manager_->wantThumbnail(inode); });
+  volume_->reportRefusalsTo([this](Inode inode, pid_t reader) { manager_->wantThumbnail(inode, reader); });
 }
 
 std::string Domain::exportDirectory() const {

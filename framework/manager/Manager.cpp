@@ -38,7 +38,8 @@ Manager::Manager(Parts parts, std::shared_ptr<SessionBus> bus, std::function<voi
       resolver_(parts_.volume.replica(), parts_.volume.lister()),
       importer_(parts_.domain.identifier, parts_.importFolder),
       changedItems_(ChangedFolders::make(parts_.deadlines,
-                                         [this](const std::vector<Inode>& items) { tellOfItems(items); })) {}
+                                         [this](const std::vector<Inode>& items) { tellOfItems(items); })),
+      askers_(bus_, [this](const std::string& asker) { parts_.thumbnails->askerGone(asker); }) {}
 
 BusMethod Manager::method(const char* name, const char* in, const char* out,
                           void (Manager::*handler)(BusMethodCall, BusReply)) {

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,6 +14,7 @@
 #include "framework/importing/Importer.h"
 #include "framework/listing/PathResolver.h"
 #include "framework/manager/ChangedFolders.h"
+#include "framework/manager/ThumbnailAskers.h"
 #include "framework/propagation/Propagator.h"
 #include "framework/requests/HostLink.h"
 #include "framework/thumbnails/ThumbnailQueue.h"
@@ -50,8 +50,9 @@ class Manager {
 
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
-  // A file was not let be read by somebody who makes a picture of it: it is asked for instead.
-  void wantThumbnail(Inode inode);
+  // A file was not let be read by somebody who makes a picture of it, on that thread: it is asked for
+  // instead.
+  void wantThumbnail(Inode inode, pid_t reader);
   // What the replica learnt, for those who show items.
   void itemsChanged(const ReplicaDelta& delta);
   // The same of local changes; paths are relative to the mount point.
@@ -93,9 +94,6 @@ class Manager {
   void tellOfItems(const std::vector<Inode>& items);
   // ---- ManagerThumbnails.cpp
   void thumbnails(BusMethodCall call, BusReply reply);
-  // Has it told when the asker leaves the bus.
-  void watchAsker(const std::string& asker);
-  void askerLeft(const std::string& asker);
 
   // "" for a node that is not known any more.
   std::string pathOf(Inode folder) const;
@@ -129,8 +127,8 @@ class Manager {
   std::shared_ptr<void> peerWatch_;
   std::string peer_;  // who took the last endpoint
   std::shared_ptr<ListenerAcceptance> acceptance_;
-  std::map<std::string, std::shared_ptr<void>> askers_;  // of thumbnails, with the watch on each
-  std::vector<Inode> pendingItems_;                      // with local changes when it was last told of them
+  std::vector<Inode> pendingItems_;  // with local changes when it was last told of them
+  ThumbnailAskers askers_;
 };
 
 }  // namespace zelto

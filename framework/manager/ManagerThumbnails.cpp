@@ -18,32 +18,11 @@ void Manager::thumbnails(BusMethodCall call, BusReply reply) {
   parts_.thumbnails->ask(call.sender, std::move(items),
                          [reply = std::move(reply)]() mutable { reply(BusArguments{}); });
   // Afterwards: the watch tells at once of an asker that has left meanwhile.
-  if (any) watchAsker(call.sender);
+  if (any) askers_.add(call.sender);
 }
 
-void Manager::watchAsker(const std::string& asker) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (!askers_.try_emplace(asker).second) return;
-  }
-  auto watch = bus_->watchName(asker, [this, asker](bool present) {
-    if (!present) askerLeft(asker);
-  });
-  const std::lock_guard lock(mutex_);
-  if (const auto at = askers_.find(asker); at != askers_.end()) at->second = std::move(watch);
-}
-
-void Manager::askerLeft(const std::string& asker) {
-  parts_.thumbnails->askerGone(asker);
-  std::shared_ptr<void> watch;  // ends without the lock
-  const std::lock_guard lock(mutex_);
-  const auto at = askers_.find(asker);
-  if (at == askers_.end()) return;
-  watch = std::move(at->second);
-  askers_.erase(at);
-}
-
-void Manager::wantThumbnail(Inode inode) {
+void Manager::wantThumbnail(Inode inode, pid_t reader) {
+  if (askers_.speakFor(reader)) return;
   Replica& replica = parts_.volume.replica();
   const auto node = replica.node(inode);
   if (!node) return;

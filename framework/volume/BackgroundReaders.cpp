@@ -12,7 +12,7 @@ namespace {
 
 // The name that a program was started under decides, never its arguments: those are the user's. So a helper
 // that does other work, too, cannot be here (Dolphin's make thumbnails and copy files under one name).
-constexpr auto kPrograms = std::to_array<std::string_view>({
+constexpr auto kMakersOfPictures = std::to_array<std::string_view>({
     // Thumbnails, one process for each file, started by Nautilus, Nemo, Caja and PCManFM.
     "gdk-pixbuf-thumbnailer",   // pictures
     "glycin-thumbnailer",       // pictures, later systems
@@ -31,7 +31,10 @@ constexpr auto kPrograms = std::to_array<std::string_view>({
     "gnome-mobi-thumbnailer",   // books
     "gnome-thumbnail-font",     // fonts
     "tumblerd",                 // all kinds; the service of Thunar and PCManFM
-    // Indexes: they read everything below the home folder, and every change.
+});
+
+// They read everything below the home folder, and every change.
+constexpr auto kIndexers = std::to_array<std::string_view>({
     "tracker-miner-fs-3",       // GNOME
     "tracker-extract-3",        // GNOME, contents
     "tracker-miner-fs",         // GNOME, older
@@ -45,18 +48,21 @@ constexpr auto kPrograms = std::to_array<std::string_view>({
 
 }  // namespace
 
-bool isBackgroundReaderName(std::string_view program) {
-  return std::ranges::find(kPrograms, program) != kPrograms.end();
+BackgroundReader backgroundReaderByName(std::string_view program) {
+  if (std::ranges::find(kMakersOfPictures, program) != kMakersOfPictures.end())
+    return BackgroundReader::ofPictures;
+  if (std::ranges::find(kIndexers, program) != kIndexers.end()) return BackgroundReader::ofEverything;
+  return BackgroundReader::none;
 }
 
-bool isBackgroundReader(int flags, pid_t thread) {
-  if ((flags & O_NOATIME) != 0) return true;
-  if (thread <= 0) return false;
+BackgroundReader backgroundReader(int flags, pid_t thread) {
+  if ((flags & O_NOATIME) != 0) return BackgroundReader::ofPictures;
+  if (thread <= 0) return BackgroundReader::none;
   // Not the thread's own name (`comm`), which is cut and is often another.
   std::ifstream arguments("/proc/" + std::to_string(thread) + "/cmdline");
   std::string program;
-  if (!std::getline(arguments, program, '\0')) return false;
-  return isBackgroundReaderName(std::string_view(program).substr(program.rfind('/') + 1));
+  if (!std::getline(arguments, program, '\0')) return BackgroundReader::none;
+  return backgroundReaderByName(std::string_view(program).substr(program.rfind('/') + 1));
 }
 
 }  // namespace zelto

@@ -19,8 +19,10 @@ bool fetchBeforeOpen(const ContentFile& content) {
 // EIO: other errors make file browsers try again, or tell their user.
 bool refuse(fuse_req_t request, Inode inode, const ContentFile& content, int flags) {
   if (content.covers({0, content.size()})) return false;
-  if (!isBackgroundReader(flags, fuse_req_ctx(request)->pid)) return false;
-  volume::of(request).refusedOpen(inode);
+  const pid_t caller = fuse_req_ctx(request)->pid;
+  const auto reader = backgroundReader(flags, caller);
+  if (reader == BackgroundReader::none) return false;
+  if (reader == BackgroundReader::ofPictures) volume::of(request).refusedPicture(inode, caller);
   fuse_reply_err(request, EIO);
   return true;
 }

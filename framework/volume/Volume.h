@@ -73,13 +73,13 @@ class Volume {
   void describeStateBy(StateDescription description) { stateDescription_ = std::move(description); }
   std::optional<std::string> stateOf(Inode inode);
 
-  // Told of each file that a thumbnailer, indexer or the like was not let have, since it is not all here (see
-  // BackgroundReaders.h). REQUIRES: set before `run`; it is called while the program waits, and must not
-  // wait.
-  using RefusalHandler = std::function<void(Inode)>;
+  // Told of each file that somebody who wants a picture of it was not let have, since it is not all here (see
+  // BackgroundReaders.h), and of the caller's thread. REQUIRES: set before `run`; it is called while the
+  // program waits, and must not wait for anything but the kernel.
+  using RefusalHandler = std::function<void(Inode, pid_t reader)>;
   void reportRefusalsTo(RefusalHandler handler) { refusalHandler_ = std::move(handler); }
-  void refusedOpen(Inode inode) {
-    if (refusalHandler_) refusalHandler_(inode);
+  void refusedPicture(Inode inode, pid_t reader) {
+    if (refusalHandler_) refusalHandler_(inode, reader);
   }
 
   Replica& replica() { return parts_.replica; }

@@ -29,6 +29,15 @@ struct ThumbnailsTest : ::testing::Test {
       count += entry.path().extension() == ".png";
     return count;
   }
+  void askForOne(int number) {
+    const std::vector<BusBytes> path{{(system.mounted() / nameOf(number)).string()}};
+    EXPECT_TRUE(system.callManager("Thumbnails", "aay", {path}).has_value());
+  }
+  // As a program does that wants to make a picture itself.
+  void openForPicture(int number) {
+    const std::string path = system.mounted() / nameOf(number);
+    EXPECT_EQ(::open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC), -1);
+  }
   bool askFor(int pictures) {
     std::vector<BusBytes> paths{{(system.mounted() / "text.txt").string()}};
     for (int i = 0; i < pictures; ++i) paths.push_back({(system.mounted() / nameOf(i)).string()});
@@ -56,11 +65,21 @@ TEST_F(ThumbnailsTest, AreMadeByTheHostAndNoContentIsFetched) {
 TEST_F(ThumbnailsTest, AProgramThatWantedToMakeOneFindsItSoonAfter) {
   serve(1);
   FolderWatch watch(system.mounted());
-  const std::string path = system.mounted() / nameOf(0);
-  EXPECT_EQ(::open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC), -1);
+  openForPicture(0);
   EXPECT_TRUE(eventually([&] { return cached("large") == 1; }));
   EXPECT_EQ(watch.waitFor(IN_ATTRIB, nameOf(0)), "");
   expectNothingFetched();
+}
+
+// Such a program asks for what it shows, and for no more once it shows it no longer.
+TEST_F(ThumbnailsTest, AProgramThatAsksIsNotAskedForASecondTime) {
+  serve(4);
+  askForOne(0);
+  askForOne(1);
+  openForPicture(2);
+  askForOne(3);
+  EXPECT_EQ(cached("large"), 3);
+  EXPECT_EQ(system.hostCalls("thumbnail"), 3);
 }
 
 }  // namespace

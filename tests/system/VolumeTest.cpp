@@ -31,7 +31,7 @@ struct VolumeTest : ::testing::Test, ReplicaFixture {
                                  std::chrono::seconds(10));
     ASSERT_TRUE(mounted) << mounted.error().localizedDescription();
     volume = *std::move(mounted);
-    volume->reportRefusalsTo([this](Inode inode) {
+    volume->reportRefusalsTo([this](Inode inode, pid_t) {
       const std::lock_guard lock(mutex);
       refused.push_back(inode);
     });

@@ -1,0 +1,98 @@
+#include "framework/manager/ThumbnailAskers.h"
+
+#include <algorithm>
+#include <fstream>
+#include <ranges>
+
+namespace zelto {
+namespace {
+
+constexpr std::uint64_t kPatience = 5'000'000;  // microseconds
+constexpr int kMostAncestors = 16;
+
+struct ProcessIds {
+  pid_t process = 0;
+  pid_t parent = 0;
+};
+
+// Zeros for a thread that has ended.
+ProcessIds idsOf(pid_t thread) {
+  ProcessIds ids;
+  std::ifstream status("/proc/" + std::to_string(thread) + "/status");
+  std::string key;
+  while (status >> key) {
+    if (key == "Tgid:") status >> ids.process;
+    if (key == "PPid:") status >> ids.parent;
+    if (ids.parent != 0) break;
+    std::getline(status, key);
+  }
+  return ids;
+}
+
+}  // namespace
+
+ThumbnailAskers::ThumbnailAskers(std::shared_ptr<SessionBus> bus,
+                                 std::function<void(const std::string&)> left)
+    : bus_(std::move(bus)), left_(std::move(left)) {}
+
+void ThumbnailAskers::add(const std::string& asker) {
+  {
+    const std::lock_guard lock(table_->mutex);
+    if (!table_->askers.try_emplace(asker).second) return;
+  }
+  auto watch = bus_->watchName(asker, [this, asker](bool present) {
+    if (present) return;
+    left_(asker);
+    remove(asker);
+  });
+  {
+    const std::lock_guard lock(table_->mutex);
+    const auto at = table_->askers.find(asker);
+    if (at == table_->askers.end()) return;
+    at->second.watch = std::move(watch);
+  }
+  askForProcess(asker);
+}
+
+void ThumbnailAskers::askForProcess(const std::string& asker) {
+  const char* const bus = "org.freedesktop.DBus";
+  bus_->call({bus, "/org/freedesktop/DBus", bus}, "GetConnectionUnixProcessID", "s", {asker}, kPatience,
+             [table = std::weak_ptr(table_), asker](std::expected<BusArguments, NSError> answer) {
+               const auto known = table.lock();
+               const auto* process =
+                   answer && !answer->empty() ? std::get_if<std::uint32_t>(&answer->front()) : nullptr;
+               if (!known || process == nullptr) return;
+               const std::lock_guard lock(known->mutex);
+               const auto at = known->askers.find(asker);
+               if (at != known->askers.end()) {
+                 at->second.process = static_cast<pid_t>(*process);
+               }
+             });
+}
+
+void ThumbnailAskers::remove(const std::string& asker) {
+  std::shared_ptr<void> watch;  // ends without the lock
+  const std::lock_guard lock(table_->mutex);
+  const auto at = table_->askers.find(asker);
+  if (at == table_->askers.end()) return;
+  watch = std::move(at->second.watch);
+  table_->askers.erase(at);
+}
+
+bool ThumbnailAskers::has(pid_t process) const {
+  const std::lock_guard lock(table_->mutex);
+  return std::ranges::any_of(std::views::values(table_->askers),
+                             [process](const Asker& asker) { return asker.process == process; });
+}
+
+bool ThumbnailAskers::speakFor(pid_t thread) const {
+  for (int generation = 0; thread > 1 && generation < kMostAncestors; ++generation) {
+    const ProcessIds ids = idsOf(thread);
+    if (ids.process == 0) return false;
+    if (has(ids.process)) return true;
+    thread = ids.parent;
+  }
+  return false;
+}
+
+}  // namespace zelto
