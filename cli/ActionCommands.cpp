@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <sys/stat.h>
 
 #include "cli/Commands.h"
 #include "cli/JsonAnswer.h"
@@ -18,9 +19,14 @@ namespace zelto::cli {
 
 namespace {
 
+// The paths as the manager knows them. It knows what somebody has looked at.
 std::vector<BusBytes> resolved(const std::vector<std::string>& paths) {
   std::vector<BusBytes> all;
-  for (const std::string& path : paths) all.push_back({resolvedPath(path)});
+  for (const std::string& path : paths) {
+    all.push_back({resolvedPath(path)});
+    struct stat looked;
+    ::lstat(all.back().bytes.c_str(), &looked);
+  }
   return all;
 }
 
@@ -90,7 +96,7 @@ Outcome performOn(const Client& manager, const std::string& action, const std::v
 }
 
 void printBadges(const NSDictionary& state, const std::string& path) {
-  if (!flagField(state, "known")) return fmt::print("{}: not known here yet\n", printable(path));
+  if (!flagField(state, "known")) return fmt::print("{}: no such item\n", printable(path));
   std::vector<std::string> badges;
   const auto* list = state.find("decorations");
   if (list != nullptr && list->asArray() != nullptr) {
