@@ -1,6 +1,7 @@
 #include "framework/domain/Domain.h"
 
 #include "framework/importing/ImportProcess.h"
+#include "framework/manager/ProcessLine.h"
 #include "framework/replica/ReplicaFiles.h"
 #include "platform/fileprovider/NSExtensionMain.h"
 #include "platform/foundation/NSBundle.h"
@@ -97,6 +98,7 @@ void Domain::makeThumbnails() {
     delta.metadataChanged.push_back(inode);
     volume_->replicaChanged(delta);
   };
+  parts.isThere = isAskerThere;
   thumbnails_ = ThumbnailQueue::make(std::move(parts), {});
   volume_->reportRefusalsTo([this](Inode inode, pid_t reader) { manager_->wantThumbnail(inode, reader); });
 }

@@ -166,7 +166,8 @@ std::expected<NodeInfo, NSError> Manager::knownNode(const std::string& path) con
   if (!relative) return std::unexpected(relative.error());
   const auto inode = parts_.volume.replica().inodeForRelativePath(*relative);
   const auto node = inode ? parts_.volume.replica().node(*inode) : std::nullopt;
-  if (!node) return std::unexpected(errorWithPOSIXCode(ENOENT, path + " does not exist, or is not known here yet"));
+  if (!node)
+    return std::unexpected(errorWithPOSIXCode(ENOENT, path + " does not exist, or is not known here yet"));
   return *node;
 }
 

@@ -51,7 +51,7 @@ class Manager {
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
   // A file was not let be read by somebody who makes a picture of it, on that thread: it is asked for
-  // instead.
+  // instead, as long as that program runs.
   void wantThumbnail(Inode inode, pid_t reader);
   // What the replica learnt, for those who show items.
   void itemsChanged(const ReplicaDelta& delta);

@@ -1,5 +1,6 @@
 #include "framework/manager/Answers.h"
 #include "framework/manager/Manager.h"
+#include "framework/manager/ProcessLine.h"
 #include "framework/thumbnails/ThumbnailItem.h"
 
 namespace zelto {
@@ -22,12 +23,14 @@ void Manager::thumbnails(BusMethodCall call, BusReply reply) {
 }
 
 void Manager::wantThumbnail(Inode inode, pid_t reader) {
-  if (askers_.speakFor(reader)) return;
+  const auto line = processLine(reader);
+  if (askers_.anyIsIn(line)) return;
   Replica& replica = parts_.volume.replica();
   const auto node = replica.node(inode);
   if (!node) return;
   auto item = thumbnailItem(*node, replica.identifier(inode), pathOf(inode));
-  if (item) parts_.thumbnails->ask("", {*std::move(item)}, [] {});
+  if (!item) return;
+  parts_.thumbnails->ask(line.empty() ? "" : askerForProcess(line.back()), {*std::move(item)}, [] {});
 }
 
 }  // namespace zelto

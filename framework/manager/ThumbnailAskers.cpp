@@ -1,33 +1,12 @@
 #include "framework/manager/ThumbnailAskers.h"
 
 #include <algorithm>
-#include <fstream>
 #include <ranges>
 
 namespace zelto {
 namespace {
 
 constexpr std::uint64_t kPatience = 5'000'000;  // microseconds
-constexpr int kMostAncestors = 16;
-
-struct ProcessIds {
-  pid_t process = 0;
-  pid_t parent = 0;
-};
-
-// Zeros for a thread that has ended.
-ProcessIds idsOf(pid_t thread) {
-  ProcessIds ids;
-  std::ifstream status("/proc/" + std::to_string(thread) + "/status");
-  std::string key;
-  while (status >> key) {
-    if (key == "Tgid:") status >> ids.process;
-    if (key == "PPid:") status >> ids.parent;
-    if (ids.parent != 0) break;
-    std::getline(status, key);
-  }
-  return ids;
-}
 
 }  // namespace
 
@@ -79,20 +58,11 @@ void ThumbnailAskers::remove(const std::string& asker) {
   table_->askers.erase(at);
 }
 
-bool ThumbnailAskers::has(pid_t process) const {
+bool ThumbnailAskers::anyIsIn(const std::vector<pid_t>& processes) const {
   const std::lock_guard lock(table_->mutex);
-  return std::ranges::any_of(std::views::values(table_->askers),
-                             [process](const Asker& asker) { return asker.process == process; });
-}
-
-bool ThumbnailAskers::speakFor(pid_t thread) const {
-  for (int generation = 0; thread > 1 && generation < kMostAncestors; ++generation) {
-    const ProcessIds ids = idsOf(thread);
-    if (ids.process == 0) return false;
-    if (has(ids.process)) return true;
-    thread = ids.parent;
-  }
-  return false;
+  return std::ranges::any_of(std::views::values(table_->askers), [&processes](const Asker& asker) {
+    return std::ranges::find(processes, asker.process) != processes.end();
+  });
 }
 
 }  // namespace zelto

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -22,10 +23,9 @@ class ThumbnailAskers {
   // A unique name; nothing happens for one that is known.
   void add(const std::string& asker);
 
-  // Whether the process of this thread is one of them or was started by one: a browser's plug-in asks for
-  // what is on show and no longer, so nothing has to be asked for when the browser's helpers want a picture.
-  // BLOCKS: while a few small files of /proc are read.
-  bool speakFor(pid_t thread) const;
+  // Whether one of these processes is one of them. A browser's plug-in asks for what is on show and no
+  // longer, so nothing has to be asked for when one of the browser's helpers wants a picture.
+  bool anyIsIn(const std::vector<pid_t>& processes) const;
 
  private:
   struct Asker {
@@ -39,7 +39,6 @@ class ThumbnailAskers {
 
   void askForProcess(const std::string& asker);
   void remove(const std::string& asker);
-  bool has(pid_t process) const;
 
   const std::shared_ptr<SessionBus> bus_;
   const std::function<void(const std::string&)> left_;

@@ -58,12 +58,19 @@ ThumbnailBacklog::Answers ThumbnailBacklog::leave(const std::string& asker) {
   return answers;
 }
 
-std::optional<ThumbnailItem> ThumbnailBacklog::next() {
-  if (waiting_.empty()) return std::nullopt;
-  auto& wanted = wanted_.at(waiting_.begin()->second);
-  waiting_.erase(waiting_.begin());
-  wanted.waits = false;
-  return wanted.item;
+std::optional<ThumbnailItem> ThumbnailBacklog::next(const IsThere& isThere, Answers& answers) {
+  while (!waiting_.empty()) {
+    const auto place = wanted_.find(waiting_.begin()->second);
+    auto& wanted = place->second;
+    if (std::ranges::none_of(wanted.asks, [&](const auto& ask) { return isThere(ask->asker); })) {
+      end(place, answers);
+      continue;
+    }
+    waiting_.erase(waiting_.begin());
+    wanted.waits = false;
+    return wanted.item;
+  }
+  return std::nullopt;
 }
 
 ThumbnailBacklog::Answers ThumbnailBacklog::settle(const ThumbnailItem& item) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,8 +31,10 @@ class ThumbnailBacklog {
   // Everything of this asker is answered; what nobody else wants does not wait any more.
   Answers leave(const std::string& asker);
 
-  // The next one to ask for; it is on its way from now on. Nothing when none waits.
-  std::optional<ThumbnailItem> next();
+  // The next one to ask for; it is on its way from now on. Nothing when none waits. One of which no asker is
+  // there any more is given up instead.
+  using IsThere = std::function<bool(const std::string& asker)>;
+  std::optional<ThumbnailItem> next(const IsThere& isThere, Answers& answers);
   // The item has its picture, or gets none. One that is wanted in another state by now waits again.
   Answers settle(const ThumbnailItem& item);
   // What is on its way will not arrive. It waits again in its place, if somebody still wants it.

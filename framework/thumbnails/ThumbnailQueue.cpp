@@ -75,12 +75,14 @@ void ThumbnailQueue::advance() {
   if (!hostPresent_) return;
   const auto most = silent_ ? 1 : limits_.onTheirWay;
   std::vector<ThumbnailItem> items;
+  ThumbnailBacklog::Answers answers;
   while (onTheirWay_ + items.size() < most) {
-    auto item = backlog_.next();
+    auto item = backlog_.next(parts_.isThere, answers);
     if (!item) break;
     items.push_back(*std::move(item));
   }
   if (!items.empty()) send(items);
+  call(std::move(answers));
 }
 
 void ThumbnailQueue::send(const std::vector<ThumbnailItem>& items) {

@@ -27,6 +27,8 @@ class ThumbnailQueue : public std::enable_shared_from_this<ThumbnailQueue> {
     Deadlines& deadlines;
     ThumbnailCache cache{};
     std::function<void(Inode)> stored;  // a picture of this file has been written
+    // Of an asker of whom it is not told that he has left. Called on the queue.
+    std::function<bool(const std::string& asker)> isThere = [](const std::string&) { return true; };
   };
   struct Limits {
     std::size_t onTheirWay = 8;    // the extension sends everything of a request at once

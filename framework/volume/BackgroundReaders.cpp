@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <span>
 #include <string>
 
 #include <fcntl.h>
@@ -10,8 +11,7 @@
 namespace zelto {
 namespace {
 
-// The name that a program was started under decides, never its arguments: those are the user's. So a helper
-// that does other work, too, cannot be here (Dolphin's make thumbnails and copy files under one name).
+// The name that a program was started under decides, not its arguments: those are the user's.
 constexpr auto kMakersOfPictures = std::to_array<std::string_view>({
     // Thumbnails, one process for each file, started by Nautilus, Nemo, Caja and PCManFM.
     "gdk-pixbuf-thumbnailer",   // pictures
@@ -35,34 +35,54 @@ constexpr auto kMakersOfPictures = std::to_array<std::string_view>({
 
 // They read everything below the home folder, and every change.
 constexpr auto kIndexers = std::to_array<std::string_view>({
-    "tracker-miner-fs-3",       // GNOME
-    "tracker-extract-3",        // GNOME, contents
-    "tracker-miner-fs",         // GNOME, older
-    "tracker-extract",          // GNOME, older, contents
-    "localsearch-3",            // GNOME, later systems
-    "localsearch-extractor-3",  // the same, contents
-    "baloo_file",               // KDE
-    "baloo_file_extractor",     // KDE, contents
-    "recollindex",              // any desktop
+    "tracker-miner-fs-3",                 // GNOME
+    "tracker-extract-3",                  // GNOME, contents
+    "tracker-miner-fs",                   // GNOME, older
+    "tracker-extract",                    // GNOME, older, contents
+    "localsearch-3",                      // GNOME, later systems
+    "localsearch-extractor-3",            // the same, contents
+    "baloo_file",                         // KDE
+    "baloo_file_extractor",               // KDE, contents
+    "baloo_filemetadata_temp_extractor",  // the same, for a file that is pointed at
+    "recollindex",                        // any desktop
 });
 
-}  // namespace
+// KDE's. None of them reads more than the first bytes before the user has chosen a file.
+constexpr auto kBrowsers = std::to_array<std::string_view>({
+    "dolphin", "krusader", "konqueror",
+    "plasmashell",  // the desktop's own folders
+});
 
-BackgroundReader backgroundReaderByName(std::string_view program) {
-  if (std::ranges::find(kMakersOfPictures, program) != kMakersOfPictures.end())
-    return BackgroundReader::ofPictures;
-  if (std::ranges::find(kIndexers, program) != kIndexers.end()) return BackgroundReader::ofEverything;
-  return BackgroundReader::none;
+// KDE's helpers, among which one copies files and one makes thumbnails. Nobody starts them by hand: their
+// first two arguments are a library and the protocol that it serves.
+constexpr auto kHelpers = std::to_array<std::string_view>({
+    "kioslave5",
+    "kioworker",  // later systems
+});
+constexpr std::string_view kThumbnailProtocol = "thumbnail";
+
+bool isOneOf(std::span<const std::string_view> names, std::string_view name) {
+  return std::ranges::find(names, name) != names.end();
 }
+
+BackgroundReader backgroundReaderByArguments(std::istream& arguments) {
+  std::array<std::string, 3> words;
+  for (std::string& word : words) std::getline(arguments, word, '\0');
+  const std::string_view program = std::string_view(words[0]).substr(words[0].rfind('/') + 1);
+  const bool isHelper = isOneOf(kHelpers, program) && words[2] == kThumbnailProtocol;
+  if (isHelper || isOneOf(kMakersOfPictures, program)) return BackgroundReader::ofPictures;
+  if (isOneOf(kIndexers, program)) return BackgroundReader::ofEverything;
+  return isOneOf(kBrowsers, program) ? BackgroundReader::ofNames : BackgroundReader::none;
+}
+
+}  // namespace
 
 BackgroundReader backgroundReader(int flags, pid_t thread) {
   if ((flags & O_NOATIME) != 0) return BackgroundReader::ofPictures;
   if (thread <= 0) return BackgroundReader::none;
   // Not the thread's own name (`comm`), which is cut and is often another.
   std::ifstream arguments("/proc/" + std::to_string(thread) + "/cmdline");
-  std::string program;
-  if (!std::getline(arguments, program, '\0')) return BackgroundReader::none;
-  return backgroundReaderByName(std::string_view(program).substr(program.rfind('/') + 1));
+  return backgroundReaderByArguments(arguments);
 }
 
 }  // namespace zelto

@@ -16,15 +16,17 @@ bool fetchBeforeOpen(const ContentFile& content) {
   return content.size() <= FileFetch::kWholeFileLimit && !content.covers({0, content.size()});
 }
 
+BackgroundReader readerOf(fuse_req_t request, const ContentFile& content, int flags) {
+  if (content.covers({0, content.size()})) return BackgroundReader::none;
+  return backgroundReader(flags, fuse_req_ctx(request)->pid);
+}
+
 // EIO: other errors make file browsers try again, or tell their user.
-bool refuse(fuse_req_t request, Inode inode, const ContentFile& content, int flags) {
-  if (content.covers({0, content.size()})) return false;
-  const pid_t caller = fuse_req_ctx(request)->pid;
-  const auto reader = backgroundReader(flags, caller);
-  if (reader == BackgroundReader::none) return false;
-  if (reader == BackgroundReader::ofPictures) volume::of(request).refusedPicture(inode, caller);
+void refuse(fuse_req_t request, Inode inode, BackgroundReader reader) {
+  if (reader == BackgroundReader::ofPictures) {
+    volume::of(request).refusedPicture(inode, fuse_req_ctx(request)->pid);
+  }
   fuse_reply_err(request, EIO);
-  return true;
 }
 
 void openForWriting(fuse_req_t request, fuse_ino_t node, const fuse_file_info& file) {
@@ -50,7 +52,9 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     fuse_reply_err(request, !info ? ENOENT : !content ? errnoForError(content.error()) : ESTALE);
     return;
   }
-  if (refuse(request, inode, **content, file->flags)) return;
+  const BackgroundReader reader = readerOf(request, **content, file->flags);
+  if (reader == BackgroundReader::ofNames) return replyOpened(request, node, *content, *file, false);
+  if (reader != BackgroundReader::none) return refuse(request, inode, reader);
   if (!fetchBeforeOpen(**content)) {
     replyOpened(request, node, *content, *file, false);
     return volume.walkAhead().openedFile(*info, false);

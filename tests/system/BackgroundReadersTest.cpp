@@ -31,25 +31,35 @@ struct BackgroundReadersTest : ::testing::Test {
 
 TEST_F(BackgroundReadersTest, NothingIsFetchedForThemAndUsersAreServed) {
   writeFile(system.share() / "picture.jpg", "a picture");
+  writeFile(system.share() / "text", "a text\n");
   writeFile(system.share() / "large.mov", std::string(5 << 20, 'x'));
   system.start();
   const std::string picture = system.mounted() / "picture.jpg", film = system.mounted() / "large.mov";
+  const std::string text = system.mounted() / "text";
   const std::string thumbnailer = copyOf("/bin/cat", "gdk-pixbuf-thumbnailer");
+  const std::string helper = copyOf("/bin/sh", "kioslave5");
   const std::string indexer = copyOf("/bin/sh", "tracker-extract-3");
+  const fs::path script = system.data() / "script";
+  writeFile(script, "exec < \"$2\"\n");
   names(system.mounted());
   const std::int64_t before = system.hostBytes();
   ASSERT_GE(before, 0);
 
   EXPECT_EQ(outputOf({thumbnailer, picture}), "failed");
   EXPECT_EQ(outputOf({thumbnailer, film}), "failed");
-  EXPECT_EQ(outputOf({indexer, "-c", "read line < \"$0\"", picture}), "failed");
+  EXPECT_EQ(outputOf({indexer, "-c", "exec < \"$0\"", picture}), "failed");
+  EXPECT_EQ(outputOf({helper, script, "thumbnail", picture}), "failed");
   EXPECT_EQ(outputOf({"dd", "iflag=noatime", "status=none", "if=" + picture}), "failed");
   EXPECT_EQ(::open(picture.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC), -1);
   EXPECT_EQ(errno, EIO);
+  const std::string browser = copyOf("/bin/sh", "dolphin");
+  EXPECT_EQ(outputOf({browser, "-c", "exec < \"$0\"", picture}), "");
   EXPECT_EQ(system.hostBytes(), before);
 
   // The user's own programs are served, and then everybody is.
+  EXPECT_EQ(outputOf({helper, script, "file", picture}), "");
   EXPECT_EQ(outputOf({"cat", picture}), "a picture");
+  EXPECT_EQ(outputOf({browser, "-c", "read -r line < \"$0\"; echo $line", text}), "a text\n");
   EXPECT_EQ(outputOf({thumbnailer, picture}), "a picture");
   EXPECT_EQ(outputOf({"dd", "iflag=noatime", "status=none", "if=" + picture}), "a picture");
   EXPECT_EQ(outputOf({"/bin/sh", "-c", "head -c 5 \"$0\"", film}), "xxxxx");

@@ -1,3 +1,5 @@
+#include <set>
+
 #include <gtest/gtest.h>
 
 #include "framework/thumbnails/ThumbnailBacklog.h"
@@ -17,14 +19,21 @@ class ThumbnailBacklogTest : public testing::Test {
   void call(ThumbnailBacklog::Answers answers) {
     for (auto& answer : answers) answer();
   }
+  std::optional<ThumbnailItem> next() {
+    ThumbnailBacklog::Answers answers;
+    auto item = backlog.next([this](const std::string& asker) { return !ended.contains(asker); }, answers);
+    call(std::move(answers));
+    return item;
+  }
   std::vector<Inode> takeAll() {
     std::vector<Inode> taken;
-    while (const auto next = backlog.next()) taken.push_back(next->inode);
+    while (const auto each = next()) taken.push_back(each->inode);
     return taken;
   }
 
   ThumbnailBacklog backlog{6};
   std::vector<std::string> answered;
+  std::set<std::string> ended;  // of whom it was not told
 };
 
 using Inodes = std::vector<Inode>;
@@ -51,6 +60,16 @@ TEST_F(ThumbnailBacklogTest, EachListIsAnsweredWhenItsLastFileIsSettled) {
   EXPECT_EQ((Names{"c", "b", "a"}), answered);
 }
 
+TEST_F(ThumbnailBacklogTest, WhatOnlyThoseWantWhoHaveEndedIsGivenUp) {
+  add("a", {1, 2});
+  add("b", {2, 3});
+  ended = {"b"};
+  EXPECT_EQ((Inodes{2, 1}), takeAll());
+  EXPECT_EQ(Names{}, answered);
+  settle(item(2));
+  EXPECT_EQ(Names{"b"}, answered);
+}
+
 TEST_F(ThumbnailBacklogTest, BeyondTheLimitTheOldestIsGivenUp) {
   add("a", {1, 2, 3});
   add("b", {4, 5});
@@ -68,7 +87,7 @@ TEST_F(ThumbnailBacklogTest, WhatOnlySomebodyGoneWantedDoesNotWait) {
   add("a", {1, 2});
   add("gone", {2, 3});
   add("gone", {4});
-  EXPECT_EQ(4U, backlog.next()->inode);
+  EXPECT_EQ(4U, next()->inode);
   call(backlog.leave("gone"));
   EXPECT_EQ((Names{"gone", "gone"}), answered);
   EXPECT_EQ((Inodes{2, 1}), takeAll());
@@ -83,12 +102,12 @@ TEST_F(ThumbnailBacklogTest, WhatOnlySomebodyGoneWantedDoesNotWait) {
 
 TEST_F(ThumbnailBacklogTest, WhatIsWantedInAnotherStateMeanwhileWaitsAgain) {
   add("a", {1}, 10);
-  const auto old = *backlog.next();
+  const auto old = *next();
   add("b", {1}, 20);
   EXPECT_EQ(Inodes{}, takeAll());
   settle(old);
   EXPECT_EQ(Names{}, answered);
-  const auto now = backlog.next();
+  const auto now = next();
   ASSERT_TRUE(now);
   EXPECT_EQ(20, now->modified);
   settle(*now);
@@ -98,8 +117,8 @@ TEST_F(ThumbnailBacklogTest, WhatIsWantedInAnotherStateMeanwhileWaitsAgain) {
 TEST_F(ThumbnailBacklogTest, WhatDoesNotArriveWaitsAgainInItsPlaceUnlessNobodyWantsIt) {
   add("a", {1, 2});
   add("gone", {3});
-  EXPECT_EQ(3U, backlog.next()->inode);
-  EXPECT_EQ(1U, backlog.next()->inode);
+  EXPECT_EQ(3U, next()->inode);
+  EXPECT_EQ(1U, next()->inode);
   call(backlog.leave("gone"));
   add("b", {4});
   backlog.waitAgain();
