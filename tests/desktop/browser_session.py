@@ -129,6 +129,13 @@ class Session:
         subprocess.run(["import", "-window", "root", "-silent", f"png:{self.root}/screen.png"], check=True)
         return subprocess.run(["convert", f"{self.root}/screen.png", "rgb:-"], capture_output=True, check=True).stdout
 
+    def pixels_of(self, colour):
+        """How many pixels of the screen have nearly this colour (three numbers)."""
+        screen = self.screen()
+        near = [bytes(range(max(0, part - 6), min(255, part + 6) + 1)) for part in colour]
+        return sum(screen[at] in near[0] and screen[at + 1] in near[1] and screen[at + 2] in near[2]
+                   for at in range(0, len(screen), 3))
+
     def settled_screen(self):
         previous = None
         for _ in range(50):
@@ -151,6 +158,8 @@ class Browser:
     MENU_KEY = "shift+F10"
     COMMANDS = {"nautilus": ["nautilus", "--new-window"], "nemo": ["nemo", "--no-desktop"],
                 "caja": ["caja", "--no-desktop"], "dolphin": ["dolphin"]}
+
+    DETAILS_KEYS = {"nautilus": "ctrl+1", "nemo": "ctrl+2", "caja": "ctrl+2", "dolphin": "ctrl+3"}
 
     def __init__(self, session, name, folder):
         self.session, self.name, self.folder = session, name, Path(folder)
@@ -257,6 +266,15 @@ class Browser:
         (entry,) = [node for node in self.entry_nodes() if node.get_name() == title]
         self.activate(entry)
 
+    def details(self):
+        """Shows sizes and dates."""
+        self.key(self.DETAILS_KEYS[self.name])
+
+    def wait_until_gone(self, name):
+        # Not known where the tree changes just then.
+        eventually(f"no item {name}", lambda: self.read(
+            lambda: all(node.get_name() != name for node in self.nodes())))
+
     def wait_for_item(self, name):
         return eventually(f"the item {name}", lambda: self.find(lambda node: node.get_name() == name))
 
@@ -275,7 +293,7 @@ class Dolphin(Browser):
 
     def __init__(self, session, name, folder):
         super().__init__(session, name, folder)
-        self.focused = []
+        self.focused, self.current = [], None
         self.listener = session.atspi.EventListener.new(self.notice)
         self.listener.register("object:state-changed:focused")
 
@@ -296,9 +314,10 @@ class Dolphin(Browser):
         self.focused.clear()
         self.key(key)
         try:
-            return eventually("an entry of the menu", named, 3)[-1]
+            self.current = eventually("an entry of the menu", named, 3)[-1]
         except Missing:
             return None
+        return self.current
 
     def windows(self):
         found = subprocess.run(["xdotool", "search", "--onlyvisible", "--class", "dolphin"], capture_output=True,
@@ -334,12 +353,16 @@ class Dolphin(Browser):
         self.to("Zelto")
         # The first entry has the focus then, which the last key leads back to.
         first = self.press("Right")
-        entries = self.around("Down") if self.press("Down") != first else []
-        start = entries.index(first) if entries else 0
-        return entries[start:] + entries[:start] or [first]
+        # With a single entry the key leads nowhere.
+        if self.press("Down") in (first, None):
+            return [first]
+        entries = self.around("Down")
+        start = entries.index(first)
+        return entries[start:] + entries[:start]
 
     def choose(self, title):
-        self.to(title)
+        if self.current != title:
+            self.to(title)
         self.key("Return")
 
 
@@ -356,9 +379,9 @@ class RealManager:
         self.zelto = str(Path(build) / "bin/zelto")
         session.endings.append(lambda: subprocess.run([self.zelto, "down"], stdout=subprocess.DEVNULL, check=False))
 
-    def up(self):
+    def up(self, *options):
         """Starts it with what the server has then."""
-        subprocess.run([self.zelto, "up", str(self.server), "--mount", str(self.shown)], check=True,
+        subprocess.run([self.zelto, "up", str(self.server), "--mount", str(self.shown), *options], check=True,
                        stdout=subprocess.DEVNULL)
 
     @staticmethod
@@ -380,9 +403,12 @@ class RealManager:
         self.call("FileProvider", "it.pellam.Zelto.FileProvider1", "Perform",
                   GLib.Variant("(saay)", ("it.pellam.Zelto.Provider." + action, paths)))
 
+    def host_status(self):
+        return self.call("Host", "it.pellam.Zelto.Host1", "Status")
+
     def host_calls(self, operation):
         """How often the host was asked for that."""
-        return self.call("Host", "it.pellam.Zelto.Host1", "Status")["calls"].get(operation, 0)
+        return self.host_status()["calls"].get(operation, 0)
 
     def end_host(self):
         self.call("Host", "it.pellam.Zelto.Host1", "Shutdown")
