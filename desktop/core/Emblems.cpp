@@ -1,5 +1,7 @@
 #include "desktop/core/Emblems.h"
 
+#include <algorithm>
+
 namespace zelto::desktop {
 
 std::vector<std::string> emblemsOf(const ItemState& state) {
@@ -9,6 +11,17 @@ std::vector<std::string> emblemsOf(const ItemState& state) {
     emblems.emplace_back(kSendingEmblem);
   }
   return emblems;
+}
+
+std::vector<std::string> iconsWith(const std::vector<std::string>& present,
+                                   const std::vector<std::string>& emblems) {
+  // All names of this program begin so, those of decorations as well.
+  static const std::string kOurs = iconName("it.pellam.Zelto.");
+  std::vector<std::string> icons;
+  std::ranges::copy_if(present, std::back_inserter(icons),
+                       [](const std::string& icon) { return !icon.starts_with(kOurs); });
+  std::ranges::transform(emblems, std::back_inserter(icons), iconName);
+  return icons;
 }
 
 }  // namespace zelto::desktop

@@ -12,5 +12,8 @@ inline constexpr const char* kFailedEmblem = "it.pellam.Zelto.State.failed";
 // The emblems of an item: its decorations, in their order, then what becomes of a local change.
 std::vector<std::string> emblemsOf(const ItemState& state);
 inline std::string iconName(const std::string& emblem) { return "emblem-" + emblem; }
+// The pictures of a file that the user may give some, too: theirs of `present`, and those of the emblems.
+std::vector<std::string> iconsWith(const std::vector<std::string>& present,
+                                   const std::vector<std::string>& emblems);
 
 }  // namespace zelto::desktop

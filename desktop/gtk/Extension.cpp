@@ -1,6 +1,5 @@
 #include "desktop/gtk/Extension.h"
 
-#include "desktop/core/Emblems.h"
 #include "desktop/gtk/Menu.h"
 
 namespace zelto::desktop {
@@ -8,29 +7,13 @@ namespace {
 
 GQuark shownKey() { return g_quark_from_static_string("zelto-shown"); }
 
-// Empty for what is no file of this machine.
+}  // namespace
+
 std::string pathOf(FileInfo* file) {
   const ObjectPointer<GFile> location(BROWSER(file_info_get_location)(file));
   const char* const path = location ? g_file_peek_path(location.get()) : nullptr;
   return path != nullptr ? path : "";
 }
-
-}  // namespace
-
-struct Extension::Operation {
-  Extension* extension;
-  ObjectPointer<FileInfo> file;
-  GClosure* complete;
-  RequestId request;
-
-  Operation(Extension* owner, FileInfo* info, GClosure* closure)
-      : extension(owner), file(shared(info)), complete(g_closure_ref(closure)), request(0) {}
-  ~Operation() { g_closure_unref(complete); }
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
-
-  OperationHandle* handle() { return reinterpret_cast<OperationHandle*>(this); }
-};
 
 struct Extension::Shown {
   Extension* extension;
@@ -49,37 +32,6 @@ Extension::Extension(GObject* provider) : provider_(provider), desktop_(*this) {
 Extension::~Extension() {
   // Each takes itself out of the table.
   while (!shown_.empty()) g_object_set_qdata(G_OBJECT(shown_.begin()->second), shownKey(), nullptr);
-}
-
-OperationResult Extension::update(FileInfo* file, GClosure* complete, OperationHandle** handle) {
-  const std::string path = pathOf(file);
-  if (path.empty()) return BROWSER_CONSTANT(OPERATION_COMPLETE);
-  if (const auto state = desktop_.known(path)) {
-    apply(file, path, *state);
-    return BROWSER_CONSTANT(OPERATION_COMPLETE);
-  }
-  auto* const operation = new Operation(this, file, complete);
-  *handle = operation->handle();
-  operation->request = desktop_.ask(path, [operation, path](const ItemState* state) {
-    const std::unique_ptr<Operation> ending(operation);
-    Extension& extension = *operation->extension;
-    extension.apply(operation->file.get(), path, state);
-    BROWSER(info_provider_update_complete_invoke)
-    (operation->complete, reinterpret_cast<InfoProvider*>(extension.provider_), operation->handle(),
-     BROWSER_CONSTANT(OPERATION_COMPLETE));
-  });
-  return BROWSER_CONSTANT(OPERATION_IN_PROGRESS);
-}
-
-void Extension::cancel(OperationHandle* handle) {
-  const std::unique_ptr<Operation> operation(reinterpret_cast<Operation*>(handle));
-  desktop_.cancel(operation->request);
-}
-
-void Extension::apply(FileInfo* file, const std::string& path, const ItemState* state) {
-  if (state == nullptr) return;
-  show(file, path);
-  for (const std::string& emblem : emblemsOf(*state)) BROWSER(file_info_add_emblem)(file, emblem.c_str());
 }
 
 void Extension::show(FileInfo* file, const std::string& path) {
@@ -112,13 +64,8 @@ void Extension::treeChanged(const std::string& mountPoint) {
 void Extension::renew(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     const auto file = shown_.find(path);
-    if (file != shown_.end()) BROWSER(file_info_invalidate_extension_info)(file->second);
+    if (file != shown_.end()) renewFile(file->second);
   }
-}
-
-void Extension::renewMenu() {
-  menuIsShort_ = false;
-  BROWSER(menu_provider_emit_items_updated_signal)(reinterpret_cast<MenuProvider*>(provider_));
 }
 
 GList* Extension::menu(GList* files) {
@@ -129,10 +76,6 @@ GList* Extension::menu(GList* files) {
   const auto offered = desktop_.offered(paths);
   if (!offered) menuIsShort_ = true;
   return menuOf(*this, provider_, offered.value_or(std::vector<Action>()), paths);
-}
-
-std::vector<InfoRow> Extension::rows(FileInfo* file) {
-  return desktop_.rows(pathOf(file), BROWSER(file_info_is_directory)(file) != FALSE);
 }
 
 }  // namespace zelto::desktop

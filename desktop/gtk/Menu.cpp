@@ -13,7 +13,7 @@ struct Choice {
 
 void chosen(MenuItem*, gpointer data) {
   const auto& choice = *static_cast<Choice*>(data);
-  choice.extension.perform(choice.action, choice.paths);
+  choice.extension.desktop().perform(choice.action, choice.paths);
 }
 
 void dropChoice(gpointer data, GClosure*) { delete static_cast<Choice*>(data); }

@@ -26,7 +26,13 @@ void initializeClass(gpointer cls, gpointer) {
 void initialize(GTypeInstance* instance, gpointer) {
   auto* const provider = reinterpret_cast<Provider*>(instance);
   provider->extension = new Extension(&provider->parent);
+#if !BROWSER_ASKS_FOR_EMBLEMS
+  // Thunar drops a provider that it has not asked for a while, but its windows are to have their emblems.
+  g_object_ref(provider);
+#endif
 }
+
+#if BROWSER_ASKS_FOR_EMBLEMS
 
 OperationResult update(InfoProvider* provider, FileInfo* file, GClosure* complete, OperationHandle** handle) {
   return extensionOf(provider).update(file, complete, handle);
@@ -40,6 +46,8 @@ void fillInfoInterface(gpointer interface, gpointer) {
   info->cancel_update = cancel;
 }
 
+#endif
+
 GList* fileItems(MenuProvider* provider, BROWSER_WINDOW_PARAMETER GList* files) {
   return extensionOf(provider).menu(files);
 }
@@ -51,22 +59,25 @@ GList* backgroundItems(MenuProvider* provider, BROWSER_WINDOW_PARAMETER FileInfo
 
 void fillMenuInterface(gpointer interface, gpointer) {
   auto* const menu = static_cast<BROWSER_INTERFACE(MenuProvider)*>(interface);
-  menu->get_file_items = fileItems;
-  menu->get_background_items = backgroundItems;
+  menu->BROWSER_FILE_ITEMS = fileItems;
+  menu->BROWSER_BACKGROUND_ITEMS = backgroundItems;
 }
 
-void add(GTypeModule* module, GType interface, GInterfaceInitFunc fill) {
+void add(BROWSER_PLUGIN* plugin, GType interface, GInterfaceInitFunc fill) {
   const GInterfaceInfo info{fill, nullptr, nullptr};
-  g_type_module_add_interface(module, providerType, interface, &info);
+  BROWSER_PLUGIN_FUNCTION(add_interface)(plugin, providerType, interface, &info);
 }
 
-void registerProvider(GTypeModule* module) {
+void registerProvider(BROWSER_PLUGIN* plugin) {
   const GTypeInfo info{sizeof(GObjectClass), nullptr, nullptr,    initializeClass, nullptr, nullptr,
                        sizeof(Provider),     0,       initialize, nullptr};
-  providerType = g_type_module_register_type(module, G_TYPE_OBJECT, "ZeltoProvider", &info, GTypeFlags(0));
-  add(module, BROWSER_CONSTANT(TYPE_INFO_PROVIDER), fillInfoInterface);
-  add(module, BROWSER_CONSTANT(TYPE_MENU_PROVIDER), fillMenuInterface);
-  add(module, propertiesInterface(), fillPropertiesInterface);
+  providerType =
+      BROWSER_PLUGIN_FUNCTION(register_type)(plugin, G_TYPE_OBJECT, "ZeltoProvider", &info, GTypeFlags(0));
+#if BROWSER_ASKS_FOR_EMBLEMS
+  add(plugin, BROWSER_CONSTANT(TYPE_INFO_PROVIDER), fillInfoInterface);
+#endif
+  add(plugin, BROWSER_CONSTANT(TYPE_MENU_PROVIDER), fillMenuInterface);
+  add(plugin, propertiesInterface(), fillPropertiesInterface);
 }
 
 }  // namespace
@@ -77,11 +88,11 @@ Extension& extensionOf(gpointer provider) { return *static_cast<Provider*>(provi
 
 // The names are the browser's.
 extern "C" {
-G_MODULE_EXPORT void BROWSER(module_initialize)(GTypeModule* module) {
-  zelto::desktop::registerProvider(module);
+G_MODULE_EXPORT void BROWSER_MODULE(initialize)(BROWSER_PLUGIN* plugin) {
+  zelto::desktop::registerProvider(plugin);
 }
-G_MODULE_EXPORT void BROWSER(module_shutdown)() {}
-G_MODULE_EXPORT void BROWSER(module_list_types)(const GType** types, int* count) {
+G_MODULE_EXPORT void BROWSER_MODULE(shutdown)() {}
+G_MODULE_EXPORT void BROWSER_MODULE(list_types)(const GType** types, int* count) {
   *types = &zelto::desktop::providerType;
   *count = 1;
 }

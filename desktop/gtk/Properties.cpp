@@ -6,7 +6,9 @@ namespace {
 // Rows are shown for one item only: those of several would have to be put together.
 std::vector<InfoRow> rowsFor(gpointer provider, GList* files) {
   if (files == nullptr || files->next != nullptr) return {};
-  return extensionOf(provider).rows(static_cast<FileInfo*>(files->data));
+  auto* const file = static_cast<FileInfo*>(files->data);
+  const bool isFolder = BROWSER(file_info_is_directory)(file) != FALSE;
+  return extensionOf(provider).desktop().rows(pathOf(file), isFolder);
 }
 
 #if BROWSER_HAS_PROPERTY_MODELS

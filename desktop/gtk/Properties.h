@@ -8,7 +8,4 @@ namespace zelto::desktop {
 GType propertiesInterface();
 void fillPropertiesInterface(gpointer interface, gpointer);
 
-// Defined beside the provider: the extension that belongs to it.
-Extension& extensionOf(gpointer provider);
-
 }  // namespace zelto::desktop

@@ -1,0 +1,65 @@
+// Thunar shows the emblems that it has read with a file, from the user's own settings for it. It asks no
+// plug-in for some; but what it has read of a file can be added to, as it does itself when the user chooses
+// other emblems. Nothing of that is stored.
+#include "desktop/core/Emblems.h"
+#include "desktop/gtk/Extension.h"
+
+namespace zelto::desktop {
+namespace {
+
+constexpr const char* kEmblems = "metadata::emblems";
+
+std::vector<std::string> iconsIn(GFileInfo* info) {
+  std::vector<std::string> icons;
+  char** const names = g_file_info_get_attribute_stringv(info, kEmblems);
+  for (char** name = names; name != nullptr && *name != nullptr; ++name) icons.emplace_back(*name);
+  return icons;
+}
+
+void setIcons(GFileInfo* info, std::vector<std::string>& icons) {
+  if (icons.empty()) return g_file_info_remove_attribute(info, kEmblems);
+  std::vector<char*> names;
+  for (std::string& icon : icons) names.push_back(icon.data());
+  names.push_back(nullptr);
+  g_file_info_set_attribute_stringv(info, kEmblems, names.data());
+}
+
+void setEmblems(FileInfo* file, const std::vector<std::string>& emblems) {
+  const ObjectPointer<GFileInfo> info(thunarx_file_info_get_file_info(file));
+  if (!info) return;
+  const std::vector<std::string> before = iconsIn(info.get());
+  std::vector<std::string> after = iconsWith(before, emblems);
+  if (after == before) return;
+  setIcons(info.get(), after);
+  // A browser that gives away copies only would be told the same again and again.
+  const ObjectPointer<GFileInfo> now(thunarx_file_info_get_file_info(file));
+  if (now == info) thunarx_file_info_changed(file);
+}
+
+}  // namespace
+
+void Extension::seen(FileInfo* file) {
+  const std::string path = pathOf(file);
+  if (path.empty()) return;
+  if (const auto state = desktop_.known(path)) return apply(file, path, *state);
+  if (!asked_.insert(path).second) return;
+  auto answered = [this, path, held = shared(file)](const ItemState* state) {
+    asked_.erase(path);
+    apply(held.get(), path, state);
+  };
+  desktop_.ask(path, std::move(answered));
+}
+
+void Extension::apply(FileInfo* file, const std::string& path, const ItemState* state) {
+  if (state != nullptr) show(file, path);
+  // What is of no manager is the user's alone.
+  if (!shown_.contains(path)) return;
+  setEmblems(file, state != nullptr ? emblemsOf(*state) : std::vector<std::string>());
+}
+
+void Extension::renewFile(FileInfo* file) { seen(file); }
+
+// There is no way to renew an open one; the next one is made anew.
+void Extension::renewMenu() { menuIsShort_ = false; }
+
+}  // namespace zelto::desktop
