@@ -51,11 +51,9 @@ class Extension : private DesktopListener {
   bool menuIsShort_ = false;
 #if !BROWSER_ASKS_FOR_EMBLEMS
   std::unordered_set<std::string> asked_;
-#endif
-  Desktop desktop_;
-#if !BROWSER_ASKS_FOR_EMBLEMS
   Views views_{provider_};
 #endif
+  Desktop desktop_;
 };
 
 // Defined beside the provider: the extension that belongs to it.

@@ -24,16 +24,15 @@ void setIcons(GFileInfo* info, std::vector<std::string>& icons) {
   g_file_info_set_attribute_stringv(info, kEmblems, names.data());
 }
 
-void setEmblems(FileInfo* file, const std::vector<std::string>& emblems) {
+// True when the file has other emblems now.
+bool setEmblems(FileInfo* file, const std::vector<std::string>& emblems) {
   const ObjectPointer<GFileInfo> info(thunarx_file_info_get_file_info(file));
-  if (!info) return;
+  if (!info) return false;
   const std::vector<std::string> before = iconsIn(info.get());
   std::vector<std::string> after = iconsWith(before, emblems);
-  if (after == before) return;
+  if (after == before) return false;
   setIcons(info.get(), after);
-  // A browser that gives away copies only would be told the same again and again.
-  const ObjectPointer<GFileInfo> now(thunarx_file_info_get_file_info(file));
-  if (now == info) thunarx_file_info_changed(file);
+  return true;
 }
 
 }  // namespace
@@ -54,7 +53,10 @@ void Extension::apply(FileInfo* file, const std::string& path, const ItemState* 
   if (state != nullptr) show(file, path);
   // What is of no manager is the user's alone.
   if (!shown_.contains(path)) return;
-  setEmblems(file, state != nullptr ? emblemsOf(*state) : std::vector<std::string>());
+  const bool changed = setEmblems(file, state != nullptr ? emblemsOf(*state) : std::vector<std::string>());
+  // Whoever draws a file asks for its emblems. To tell the browser that this file has changed would have it
+  // look for it in all of its rows, and for its thumbnail.
+  if (changed) views_.redraw();
 }
 
 void Extension::renewFile(FileInfo* file) { seen(file); }

@@ -33,10 +33,9 @@ gboolean tellEach(GtkTreeModel* model, GtkTreePath* path, GtkTreeIter* row, gpoi
   return FALSE;
 }
 
-bool isFollowed(gpointer object, GCallback callback, gpointer provider) {
+bool isFollowed(GtkTreeModel* model, gpointer provider) {
   const auto match = GSignalMatchType(G_SIGNAL_MATCH_FUNC | G_SIGNAL_MATCH_DATA);
-  return g_signal_handler_find(object, match, 0, 0, nullptr, reinterpret_cast<gpointer>(callback),
-                               provider) != 0;
+  return g_signal_handler_find(model, match, 0, 0, nullptr, reinterpret_cast<gpointer>(tell), provider) != 0;
 }
 
 // Where a view gets its files, also while it has none of them to show.
@@ -45,28 +44,44 @@ void followModel(GObject* view, GParamSpec*, gpointer provider) {
   g_object_get(view, "model", &model, nullptr);
   const ObjectPointer<GtkTreeModel> held(model);
   if (model == nullptr || fileColumn(model) == kNone) return;
-  if (isFollowed(model, G_CALLBACK(tell), provider)) return;
+  if (isFollowed(model, provider)) return;
   for (const char* const signal : {"row-inserted", "row-changed"}) {
     g_signal_connect_object(model, signal, G_CALLBACK(tell), provider, GConnectFlags(0));
   }
   gtk_tree_model_foreach(model, tellEach, provider);
 }
 
-gboolean mapped(GSignalInvocationHint*, guint, const GValue* values, gpointer provider) {
-  auto* const widget = static_cast<GObject*>(g_value_get_object(values));
+bool hasRows(GtkWidget* widget) {
   const GParamSpec* const model = g_object_class_find_property(G_OBJECT_GET_CLASS(widget), "model");
-  if (model == nullptr || !g_type_is_a(model->value_type, GTK_TYPE_TREE_MODEL)) return TRUE;
-  if (isFollowed(widget, G_CALLBACK(followModel), provider)) return TRUE;
-  g_signal_connect_object(widget, "notify::model", G_CALLBACK(followModel), provider, GConnectFlags(0));
-  followModel(widget, nullptr, provider);
-  return TRUE;
+  return model != nullptr && g_type_is_a(model->value_type, GTK_TYPE_TREE_MODEL) != FALSE;
 }
 
 }  // namespace
 
 Views::Views(GObject* provider)
-    : hook_(g_signal_add_emission_hook(mapSignal(), 0, mapped, provider, nullptr)) {}
+    : provider_(provider), hook_(g_signal_add_emission_hook(mapSignal(), 0, mapped, this, nullptr)) {}
 
-Views::~Views() { g_signal_remove_emission_hook(mapSignal(), hook_); }
+Views::~Views() {
+  g_signal_remove_emission_hook(mapSignal(), hook_);
+  for (GtkWidget* const view : views_) g_signal_handlers_disconnect_by_data(view, this);
+}
+
+// Called for every widget that comes on show.
+gboolean Views::mapped(GSignalInvocationHint*, guint, const GValue* values, gpointer self) {
+  auto& views = *static_cast<Views*>(self);
+  auto* const widget = static_cast<GtkWidget*>(g_value_get_object(values));
+  if (!hasRows(widget) || !views.views_.insert(widget).second) return TRUE;
+  g_signal_connect(widget, "destroy", G_CALLBACK(destroyed), self);
+  g_signal_connect_object(widget, "notify::model", G_CALLBACK(followModel), views.provider_,
+                          GConnectFlags(0));
+  followModel(G_OBJECT(widget), nullptr, views.provider_);
+  return TRUE;
+}
+
+void Views::destroyed(GtkWidget* view, gpointer self) { static_cast<Views*>(self)->views_.erase(view); }
+
+void Views::redraw() {
+  for (GtkWidget* const view : views_) gtk_widget_queue_draw(view);
+}
 
 }  // namespace zelto::desktop

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unordered_set>
+
 #include "desktop/gtk/Browser.h"
 
 #if !BROWSER_ASKS_FOR_EMBLEMS
@@ -17,7 +19,15 @@ class Views {
   Views(const Views&) = delete;
   Views& operator=(const Views&) = delete;
 
+  // What they show of their files has changed.
+  void redraw();
+
  private:
+  static gboolean mapped(GSignalInvocationHint*, guint, const GValue* values, gpointer self);
+  static void destroyed(GtkWidget* view, gpointer self);
+
+  GObject* provider_;
+  std::unordered_set<GtkWidget*> views_;
   gulong hook_;
 };
 

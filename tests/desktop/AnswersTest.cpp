@@ -81,6 +81,18 @@ TEST(EmblemsTest, AreTheDecorationsAndWhatBecomesOfAChange) {
   EXPECT_TRUE(emblemsOf({true, {}, {}, "local", "", ""}).empty());
 }
 
+TEST(EmblemsTest, LeaveThoseOfTheUserWhereTheyAre) {
+  using Names = std::vector<std::string>;
+  const Names theirs{"emblem-important", "emblem-web"};
+  const Names both = iconsWith(theirs, {"it.pellam.Zelto.Provider.bookmark", kFailedEmblem});
+  EXPECT_EQ((Names{"emblem-important", "emblem-web", "emblem-it.pellam.Zelto.Provider.bookmark",
+                   "emblem-it.pellam.Zelto.State.failed"}),
+            both);
+  EXPECT_EQ((Names{"emblem-important", "emblem-web", "emblem-it.pellam.Zelto.State.sending"}),
+            iconsWith(both, {kSendingEmblem}));
+  EXPECT_EQ(theirs, iconsWith(both, {}));
+}
+
 // The build installs each picture under its file's name; the property list says which decoration it is for.
 TEST(EmblemsTest, HaveAPictureForEachDecoration) {
   const PropertyListValue* const extension = NSBundle::mainBundle().infoDictionary().find("NSExtension");

@@ -156,6 +156,7 @@ class Browser:
     """One window of a file browser on a folder."""
 
     MENU_KEY = "shift+F10"
+    SECOND_ITEM = ("Home", "Right")  # the keys that select it when none is selected
     COMMANDS = {"nautilus": ["nautilus", "--new-window"], "nemo": ["nemo", "--no-desktop"],
                 "caja": ["caja", "--no-desktop"], "thunar": ["thunar"], "dolphin": ["dolphin"]}
 
@@ -369,8 +370,10 @@ class Dolphin(Browser):
 class Thunar(Browser):
     """Its icons are in no tree, but the rows of its list are. It warns whoever is root, which takes room."""
 
+    SECOND_ITEM = ("Down", "Down")
     SETTINGS = """<channel name="thunar" version="1.0">
       <property name="default-view" type="string" value="ThunarDetailsView"/>
+      <property name="last-location-bar" type="string" value="ThunarLocationButtons"/>
       <property name="last-details-view-zoom-level" type="string" value="THUNAR_ZOOM_LEVEL_75_PERCENT"/>
     </channel>"""
     STYLE = """infobar, infobar * { font-size: 0; min-height: 0; padding: 0; border-width: 0; margin: 0; }
