@@ -25,14 +25,12 @@ Items& Items::instance() {
 }
 
 std::vector<std::string> Items::overlays(const std::string& path) {
-  if (const auto state = desktop_.known(path)) {
-    if (*state != nullptr) show(path);
-    return iconsOf(*state);
-  }
+  // Also what is of no manager, since one may come later.
+  show(path);
+  if (const auto state = desktop_.known(path)) return iconsOf(*state);
   if (asked_.insert(path).second) {
     desktop_.ask(path, [this, path](const ItemState* state) {
       asked_.erase(path);
-      if (state != nullptr) show(path);
       if (listener_) listener_(path, iconsOf(state));
     });
   }

@@ -38,10 +38,11 @@ class Extension : private DesktopListener {
   void statesChanged(const std::vector<std::string>& paths) override;
   void treeChanged(const std::string& mountPoint) override;
 
-  void apply(FileInfo* file, const std::string& path, const ItemState* state);
+  // Also a file of no manager, since one may come later.
   void show(FileInfo* file, const std::string& path);
   void renew(const std::vector<std::string>& paths);
   // Each browser's own.
+  void apply(FileInfo* file, const ItemState* state);
   void renewFile(FileInfo* file);
   void renewMenu();
 

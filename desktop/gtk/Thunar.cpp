@@ -40,19 +40,17 @@ bool setEmblems(FileInfo* file, const std::vector<std::string>& emblems) {
 void Extension::seen(FileInfo* file) {
   const std::string path = pathOf(file);
   if (path.empty()) return;
-  if (const auto state = desktop_.known(path)) return apply(file, path, *state);
+  show(file, path);
+  if (const auto state = desktop_.known(path)) return apply(file, *state);
   if (!asked_.insert(path).second) return;
   auto answered = [this, path, held = shared(file)](const ItemState* state) {
     asked_.erase(path);
-    apply(held.get(), path, state);
+    apply(held.get(), state);
   };
   desktop_.ask(path, std::move(answered));
 }
 
-void Extension::apply(FileInfo* file, const std::string& path, const ItemState* state) {
-  if (state != nullptr) show(file, path);
-  // What is of no manager is the user's alone.
-  if (!shown_.contains(path)) return;
+void Extension::apply(FileInfo* file, const ItemState* state) {
   const bool changed = setEmblems(file, state != nullptr ? emblemsOf(*state) : std::vector<std::string>());
   // Whoever draws a file asks for its emblems. To tell the browser that this file has changed would have it
   // look for it in all of its rows, and for its thumbnail.

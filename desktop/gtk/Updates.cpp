@@ -22,8 +22,9 @@ struct Extension::Operation {
 OperationResult Extension::update(FileInfo* file, GClosure* complete, OperationHandle** handle) {
   const std::string path = pathOf(file);
   if (path.empty()) return BROWSER_CONSTANT(OPERATION_COMPLETE);
+  show(file, path);
   if (const auto state = desktop_.known(path)) {
-    apply(file, path, *state);
+    apply(file, *state);
     return BROWSER_CONSTANT(OPERATION_COMPLETE);
   }
   auto* const operation = new Operation(this, file, complete);
@@ -31,7 +32,7 @@ OperationResult Extension::update(FileInfo* file, GClosure* complete, OperationH
   operation->request = desktop_.ask(path, [operation, path](const ItemState* state) {
     const std::unique_ptr<Operation> ending(operation);
     Extension& extension = *operation->extension;
-    extension.apply(operation->file.get(), path, state);
+    extension.apply(operation->file.get(), state);
     BROWSER(info_provider_update_complete_invoke)
     (operation->complete, reinterpret_cast<InfoProvider*>(extension.provider_), operation->handle(),
      BROWSER_CONSTANT(OPERATION_COMPLETE));
@@ -44,9 +45,8 @@ void Extension::cancel(OperationHandle* handle) {
   desktop_.cancel(operation->request);
 }
 
-void Extension::apply(FileInfo* file, const std::string& path, const ItemState* state) {
+void Extension::apply(FileInfo* file, const ItemState* state) {
   if (state == nullptr) return;
-  show(file, path);
   for (const std::string& emblem : emblemsOf(*state)) BROWSER(file_info_add_emblem)(file, emblem.c_str());
 }
 

@@ -444,8 +444,17 @@ class FakeManager:
         self.shown.mkdir()
         self.log = session.root / "calls"
         self.log.touch()
-        session.start(str(HERE / "fake_manager"), str(self.shown), str(self.log))
-        eventually("the manager", lambda: self.log.stat().st_size > 0)
+        self.session = session
+        self.begin()
+
+    def begin(self):
+        before = len(self.calls("Ready"))
+        self.process = self.session.start(str(HERE / "fake_manager"), str(self.shown), str(self.log))
+        eventually("the manager", lambda: len(self.calls("Ready")) > before)
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait(PATIENCE)
 
     def calls(self, method):
         """What it was called with so far."""
