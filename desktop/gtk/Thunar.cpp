@@ -1,6 +1,7 @@
 // Thunar shows the emblems that it has read with a file, from the user's own settings for it. It asks no
 // plug-in for some; but what it has read of a file can be added to, as it does itself when the user chooses
-// other emblems. Nothing of that is stored.
+// other emblems. Nothing of that is stored; only when the user chooses some then, Thunar stores ours with
+// them, and what is read of them later is taken out again.
 #include "desktop/core/Emblems.h"
 #include "desktop/gtk/Extension.h"
 
