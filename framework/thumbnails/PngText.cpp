@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <zlib.h>
+
 namespace zelto {
 
 namespace {
@@ -19,7 +21,29 @@ std::size_t lengthAt(std::string_view bytes) {
   return length;
 }
 
+std::string bytesOf(std::uint32_t number) {
+  std::string bytes;
+  for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(number >> shift);
+  return bytes;
+}
+
+std::string chunk(const std::string& typeAndContent) {
+  const auto* const bytes = reinterpret_cast<const Bytef*>(typeAndContent.data());
+  const auto size = static_cast<uInt>(typeAndContent.size());
+  return bytesOf(size - 4) + typeAndContent + bytesOf(static_cast<std::uint32_t>(::crc32(0, bytes, size)));
+}
+
 }  // namespace
+
+std::string withPngText(std::string_view png, std::string_view key, std::string_view text) {
+  std::string all(png);
+  if (!png.starts_with(kSignature) || png.size() < kSignature.size() + kHead) return all;
+  const std::size_t header = kHead + lengthAt(png.substr(kSignature.size())) + kChecksum;
+  if (png.size() < kSignature.size() + header) return all;
+  // After the key: not compressed, no language, no translated key.
+  const auto content = std::string("iTXt").append(key).append("\0\0\0\0\0"sv).append(text);
+  return all.insert(kSignature.size() + header, chunk(content));
+}
 
 std::optional<std::string_view> pngText(std::string_view png, std::string_view key) {
   if (!png.starts_with(kSignature)) return std::nullopt;

@@ -121,18 +121,22 @@ bool ThumbnailCache::isCurrent(const std::string& path, std::int64_t modified) c
 }
 
 std::optional<NSError> ThumbnailCache::store(const std::string& path, std::int64_t modified,
-                                             const NSData& image) const {
+                                             const NSData& image, std::int32_t microseconds) const {
   auto picture = pictureOf(image);
   if (!picture) return errorWithPOSIXCode(EINVAL, fmt::format("\"{}\": {}", path, picture.error()));
   const auto uri = fileUri(path);
   const auto name = nameOf(uri);
   const ScaledPicture::Texts notes{
       {"Thumb::URI", uri}, {"Thumb::MTime", fmt::to_string(modified)}, {"Software", "Zelto"}};
+  const auto exact = fmt::format("{}.{:06}", modified, microseconds);
   for (const auto& size : kSizes) {
     const auto fitted = picture->fitted(size.side);
     const auto png = fitted ? fitted->png(notes) : std::nullopt;
     if (!png) return errorWithPOSIXCode(ENOMEM, fmt::format("\"{}\": no memory for its picture", path));
-    if (auto error = write(size.folder, name, *png)) return error;
+    // Thumbnailers differ: most want the whole second of the date and compare it as text, Xfce's wants all of
+    // it. That one takes the first text of this name, of any kind; the others the plain one, or the last.
+    const auto noted = microseconds == 0 ? *png : withPngText(*png, "Thumb::MTime", exact);
+    if (auto error = write(size.folder, name, noted)) return error;
   }
   removeFailures(name);
   return std::nullopt;

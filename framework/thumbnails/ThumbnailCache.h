@@ -26,9 +26,10 @@ class ThumbnailCache {
   // Whether both pictures are there, of a file at this path with this date (whole seconds since 1970).
   bool isCurrent(const std::string& path, std::int64_t modified) const;
   // Makes both of the bytes of an image (PNG, JPEG, GIF, BMP, TIFF, WebP), never larger than that, in place
-  // of what was there; also what says that none could be made. ERRORS: no picture, or too large a one; the
-  // disk's.
-  std::optional<NSError> store(const std::string& path, std::int64_t modified, const NSData& image) const;
+  // of what was there; also what says that none could be made. `microseconds`: of the file's date, after the
+  // whole second. ERRORS: no picture, or too large a one; the disk's.
+  std::optional<NSError> store(const std::string& path, std::int64_t modified, const NSData& image,
+                               std::int32_t microseconds = 0) const;
   // Whatever there is of a file that is gone.
   void remove(const std::string& path) const;
 

@@ -17,16 +17,16 @@ bool isImage(const std::string& path) {
   return type && type->conformsTo(UTType::image());
 }
 
-// As `stat` has it: also before 1970 the whole second that has begun.
-std::int64_t wholeSeconds(std::int64_t nanoseconds) {
-  return std::chrono::floor<std::chrono::seconds>(std::chrono::nanoseconds(nanoseconds)).count();
-}
-
 }  // namespace
 
 std::optional<ThumbnailItem> thumbnailItem(const NodeInfo& node, std::string identifier, std::string path) {
   if (node.kind != NodeKind::file || node.size == 0 || node.local || !isImage(path)) return std::nullopt;
-  return ThumbnailItem{node.inode, std::move(identifier), std::move(path), wholeSeconds(node.modifiedNs)};
+  using namespace std::chrono;
+  // As `stat` has it: also before 1970 the whole second that has begun.
+  const auto modified = floor<microseconds>(nanoseconds(node.modifiedNs));
+  const auto second = floor<seconds>(modified);
+  return ThumbnailItem{node.inode, std::move(identifier), std::move(path), second.count(),
+                       static_cast<std::int32_t>((modified - second).count())};
 }
 
 }  // namespace zelto

@@ -12,8 +12,9 @@ namespace zelto {
 struct ThumbnailItem {
   Inode inode = 0;
   std::string identifier;
-  std::string path;           // absolute, in the mount; any bytes
-  std::int64_t modified = 0;  // whole seconds since 1970, as `stat` tells it in the mount
+  std::string path;               // absolute, in the mount; any bytes
+  std::int64_t modified = 0;      // whole seconds since 1970, as `stat` tells it in the mount
+  std::int32_t microseconds = 0;  // since then
 
   friend bool operator==(const ThumbnailItem&, const ThumbnailItem&) = default;
 };

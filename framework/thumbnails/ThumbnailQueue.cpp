@@ -157,7 +157,7 @@ void ThumbnailQueue::arrived(std::uint64_t request, const ThumbnailItem& item,
 
 bool ThumbnailQueue::store(const ThumbnailItem& item, const NSData& image) {
   // Without its picture a file is shown by an icon; nobody needs to hear why.
-  if (parts_.cache.store(item.path, item.modified, image)) return false;
+  if (parts_.cache.store(item.path, item.modified, image, item.microseconds)) return false;
   if (parts_.stored) parts_.stored(item.inode);
   return true;
 }

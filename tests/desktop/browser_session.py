@@ -160,7 +160,8 @@ class Browser:
     COMMANDS = {"nautilus": ["nautilus", "--new-window"], "nemo": ["nemo", "--no-desktop"],
                 "caja": ["caja", "--no-desktop"], "thunar": ["thunar"], "dolphin": ["dolphin"]}
 
-    DETAILS_KEYS = {"nautilus": "ctrl+1", "nemo": "ctrl+2", "caja": "ctrl+2", "dolphin": "ctrl+3"}
+    DETAILS_KEYS = {"nautilus": "ctrl+1", "nemo": "ctrl+2", "caja": "ctrl+2", "dolphin": "ctrl+3",
+                    "thunar": "ctrl+2"}
 
     def __init__(self, session, name, folder):
         self.session, self.name, self.folder = session, name, Path(folder)

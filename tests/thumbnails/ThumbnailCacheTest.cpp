@@ -103,6 +103,18 @@ TEST_F(ThumbnailCacheTest, PicturesStandUnderTheNamesThatBrowsersLookFor) {
   EXPECT_EQ(kNamed.size() * 2, files());  // nothing temporary stays
 }
 
+// Xfce's thumbnailer takes the first text of this name, whatever its kind; GLib only plain ones.
+TEST_F(ThumbnailCacheTest, TheDateIsThereInBothWaysThatAreLookedFor) {
+  ASSERT_FALSE(cache_.store(kPlain.path, 1'700'000'000, NSData::copyOf(picture("png", 400, 100)), 250));
+  const std::string bytes = contentOf(at("normal"));
+  using namespace std::string_literals;
+  const auto exact = bytes.find("iTXtThumb::MTime\0\0\0\0\0"s + "1700000000.000250");
+  ASSERT_NE(std::string::npos, exact);
+  EXPECT_LT(exact, bytes.find("tEXtThumb::MTime\0"s + "1700000000"));
+  EXPECT_EQ(std::string::npos, bytes.find("tEXtThumb::MTime\0"s + "1700000000."));
+  EXPECT_TRUE(opened(at("normal")));
+}
+
 TEST_F(ThumbnailCacheTest, PicturesAreScaledButNeverEnlarged) {
   for (const auto* format : {"png", "jpeg", "bmp", "tiff"}) {
     expectSizes(picture(format, 1000, 500), 256, 128, 128, 64);

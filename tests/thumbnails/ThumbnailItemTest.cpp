@@ -29,11 +29,11 @@ TEST(ThumbnailItemTest, IsMadeOfWhatTheHostHasAsItIsShown) {
   EXPECT_FALSE(isWorthAsking(node, "/m/a.png"));
 }
 
-TEST(ThumbnailItemTest, HasTheDateInWholeSecondsAsStatTellsIt) {
+TEST(ThumbnailItemTest, HasTheSecondOfTheDateAsStatTellsIt) {
   auto node = file();
-  EXPECT_EQ((ThumbnailItem{7, "/id", "/m/a.png", 1}), thumbnailItem(node, "/id", "/m/a.png"));
+  EXPECT_EQ((ThumbnailItem{7, "/id", "/m/a.png", 1, 500'000}), thumbnailItem(node, "/id", "/m/a.png"));
   node.modifiedNs = -1;
-  EXPECT_EQ(-1, thumbnailItem(node, "/id", "/m/a.png")->modified);
+  EXPECT_EQ((ThumbnailItem{7, "/id", "/m/a.png", -1, 999'999}), thumbnailItem(node, "/id", "/m/a.png"));
   node.modifiedNs = 1'999'999'999;
   EXPECT_EQ(1, thumbnailItem(node, "/id", "/m/a.png")->modified);
 }
