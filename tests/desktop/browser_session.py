@@ -426,6 +426,12 @@ class RealManager:
         self.call("FileProvider", "it.pellam.Zelto.FileProvider1", "Perform",
                   GLib.Variant("(saay)", ("it.pellam.Zelto.Provider." + action, paths)))
 
+    def badges(self, path):
+        from gi.repository import GLib
+        (state,) = self.call("FileProvider", "it.pellam.Zelto.FileProvider1", "ItemStates",
+                             GLib.Variant("(aay)", ([str(path).encode()],)))
+        return state["decorations"]
+
     def host_status(self):
         return self.call("Host", "it.pellam.Zelto.Host1", "Status")
 
