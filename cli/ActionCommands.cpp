@@ -19,13 +19,15 @@ namespace zelto::cli {
 
 namespace {
 
-// The paths as the manager knows them. It knows what somebody has looked at.
-std::vector<BusBytes> resolved(const std::vector<std::string>& paths) {
+// The paths as the manager knows them. It knows what somebody has looked at; a look waits for it, without a
+// limit, so there is none where it does not answer.
+std::vector<BusBytes> resolved(const Client& manager, const std::vector<std::string>& paths) {
+  const bool answers = manager.value("AllActions").has_value();
   std::vector<BusBytes> all;
   for (const std::string& path : paths) {
     all.push_back({resolvedPath(path)});
     struct stat looked;
-    ::lstat(all.back().bytes.c_str(), &looked);
+    if (answers) ::lstat(all.back().bytes.c_str(), &looked);
   }
   return all;
 }
@@ -90,7 +92,7 @@ bool isAnsweredByNotice(const std::string& identifier) {
 }
 
 Outcome performOn(const Client& manager, const std::string& action, const std::vector<std::string>& paths) {
-  const auto done = manager.call("Perform", "saay", {action, resolved(paths)});
+  const auto done = manager.call("Perform", "saay", {action, resolved(manager, paths)});
   if (!done) return std::unexpected(done.error());
   return {};
 }
@@ -115,8 +117,8 @@ void printBadges(const NSDictionary& state, const std::string& path) {
 Outcome actions(const ActionsOptions& options, const NamedDomain& named, bool json) {
   const auto manager = managerFor(named, options.paths.front());
   if (!manager) return std::unexpected(manager.error());
-  if (json) return printAnswer(*manager, "Actions", {resolved(options.paths)});
-  const auto offered = manager->value("Actions", {resolved(options.paths)});
+  if (json) return printAnswer(*manager, "Actions", {resolved(*manager, options.paths)});
+  const auto offered = manager->value("Actions", {resolved(*manager, options.paths)});
   if (!offered) return std::unexpected(offered.error());
   for (const NSDictionary& action : entries(*offered)) {
     fmt::print("{:<22} {}\n", shortName(textField(action, "identifier")),
@@ -143,8 +145,8 @@ Outcome perform(const DoOptions& options, const NamedDomain& named) {
 Outcome badges(const BadgesOptions& options, const NamedDomain& named, bool json) {
   const auto manager = managerFor(named, options.paths.front());
   if (!manager) return std::unexpected(manager.error());
-  if (json) return printAnswer(*manager, "ItemStates", {resolved(options.paths)});
-  const auto states = manager->value("ItemStates", {resolved(options.paths)});
+  if (json) return printAnswer(*manager, "ItemStates", {resolved(*manager, options.paths)});
+  const auto states = manager->value("ItemStates", {resolved(*manager, options.paths)});
   if (!states) return std::unexpected(states.error());
   const auto list = entries(*states);
   for (std::size_t at = 0; at < std::min(list.size(), options.paths.size()); ++at) {
