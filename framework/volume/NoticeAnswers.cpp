@@ -97,10 +97,14 @@ bool notice::make(fuse_req_t request, Inode parent, std::string_view name) {
   Volume& volume = volume::of(request);
   const Notice now = expected(request);
   const Place place{parent, std::string(name)};
-  const auto node = volume.replica().node(now.inode);
-  if (now.kind != Kind::appeared || now.place != place || !node || node->kind != now.node ||
-      !stands(volume, place, now.inode)) {
+  if (now.kind != Kind::appeared || now.place != place) {
     fuse_reply_err(request, ESTALE);
+    return true;
+  }
+  const auto node = volume.replica().node(now.inode);
+  if (!node || node->kind != now.node || !stands(volume, place, now.inode)) {
+    // It has gone again meanwhile, and that will be told: whoever hears of it is to have heard of this, too.
+    replyPhantom(request, now.node);
     return true;
   }
   volume.told(*node);
