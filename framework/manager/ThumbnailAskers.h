@@ -17,7 +17,8 @@ namespace zelto {
 // THREAD: any, with `left` on the bus thread.
 class ThumbnailAskers {
  public:
-  // `left` is told the unique name of each that has left the bus; it is not called after the destruction.
+  // `left` is told the unique name of each that has left the bus. REQUIRES: as for the manager's own
+  // handlers, the bus runs none of them any more when this ends.
   ThumbnailAskers(std::shared_ptr<SessionBus> bus, std::function<void(const std::string&)> left);
 
   // A unique name; nothing happens for one that is known.
