@@ -63,9 +63,7 @@ Notices::Moved Notices::movesOf(const ReplicaDelta& delta) {
     if (free && folders_.contains(from.parent) && folders_.contains(to.parent)) moves.insert(*it);
   }
   const std::lock_guard lock(mutex_);
-  std::erase_if(moves, [this](const auto& move) {
-    return pending_.contains({move.second->parent, move.second->name});
-  });
+  std::erase_if(moves, [this](const auto& move) { return !pending_.mayMove(*move.second); });
   return moves;
 }
 
@@ -130,8 +128,13 @@ void Notices::turn() {
     if (thread_.busy()) return;  // its end comes back here
     places = pending_.take(kInOneRound);
   }
+  PendingNotices::Told told = PendingNotices::noticesFor(places, replica_);
+  if (!told.untold.empty()) {
+    const std::lock_guard lock(mutex_);
+    pending_.leaveUntold(told.untold);
+  }
   NoticeRound round;
-  round.notices = PendingNotices::noticesFor(places, replica_);
+  round.notices = std::move(told.notices);
   if (round.notices.empty()) return schedule();
   const auto path = pathOf(places.front().place.folder);
   const Inode from = places.front().from ? places.front().from->folder : 0;

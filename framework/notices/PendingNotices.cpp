@@ -29,7 +29,9 @@ PendingNotices::Pending* PendingNotices::at(const Place& place, Inode before, No
     return &*index_.find(place)->second;
   }
   if (full()) return nullptr;
-  places_.push_back({.place = place, .before = before, .kindBefore = kind, .from = {}});
+  const Inode heard = before;
+  if (untold_.erase(place) > 0) before = 0;
+  places_.push_back({.place = place, .before = before, .kindBefore = kind, .heard = heard, .from = {}});
   index_.emplace(place, std::prev(places_.end()));
   return &places_.back();
 }
@@ -37,19 +39,33 @@ PendingNotices::Pending* PendingNotices::at(const Place& place, Inode before, No
 void PendingNotices::appeared(const ReplicaDelta::Name& what) {
   const Place place{what.parent, what.name};
   if (isSourceOfMove(place)) index_.erase(place);  // told of after the move, which leaves the place free
-  at(place, 0, NodeKind::file);
+  if (Pending* const pending = at(place, 0, NodeKind::file)) pending->heard = what.inode;
 }
 
 void PendingNotices::gone(const ReplicaDelta::Name& what) {
-  at({what.parent, what.name}, what.inode, what.kind);
+  if (Pending* const pending = at({what.parent, what.name}, what.inode, what.kind)) pending->heard = 0;
+}
+
+bool PendingNotices::mayMove(const ReplicaDelta::Name& from) const {
+  const Place place{from.parent, from.name};
+  const auto known = index_.find(place);
+  if (known == index_.end()) return !untold_.contains(place);
+  const Pending& pending = *known->second;
+  return !pending.from && pending.before == from.inode && pending.heard == from.inode;
 }
 
 void PendingNotices::moved(const ReplicaDelta::Name& from, const ReplicaDelta::Name& to) {
   if (full()) return;
-  places_.push_back({.place = {to.parent, to.name},
-                     .before = to.inode,
-                     .kindBefore = to.kind,
-                     .from = Place{from.parent, from.name}});
+  Pending pending{.place = {to.parent, to.name},
+                  .before = to.inode,
+                  .kindBefore = to.kind,
+                  .from = Place{from.parent, from.name}};
+  if (const auto known = index_.find(*pending.from); known != index_.end()) {
+    pending.content = known->second->content;
+    pending.attributes = known->second->attributes;
+    remove(known->second);
+  }
+  places_.push_back(std::move(pending));
   const auto move = std::prev(places_.end());
   index_.emplace(move->place, move);
   index_.emplace(*move->from, move);
@@ -65,7 +81,7 @@ void PendingNotices::changed(const NodeInfo& node, std::string name, bool conten
 void PendingNotices::splitMove(List::iterator move) {
   const Place from = *std::exchange(move->from, std::nullopt);
   const Pending source{.place = from, .before = move->before, .kindBefore = move->kindBefore, .from = {}};
-  move->before = 0;
+  move->heard = std::exchange(move->before, 0);
   const auto known = index_.find(from);
   if (known != index_.end() && known->second != move) {
     known->second->before = source.before;
@@ -96,23 +112,43 @@ std::vector<PendingNotices::Pending> PendingNotices::take(std::size_t most) {
   return taken;
 }
 
-std::vector<Notice> PendingNotices::noticesFor(const std::vector<Pending>& places, Replica& replica) {
-  std::vector<Notice> notices;
-  for (const Pending& place : places) {
-    place.from ? tellMove(place, replica, notices) : tell(place, replica, notices);
+void PendingNotices::leaveUntold(const std::vector<Place>& places) {
+  for (const Place& place : places) {
+    const auto known = index_.find(place);
+    if (known == index_.end()) {
+      if (untold_.size() < kMost) untold_.insert(place);
+    } else if (!known->second->from) {  // heard meanwhile
+      known->second->before = 0;
+    }
   }
-  return notices;
 }
 
-void PendingNotices::tell(const Pending& pending, Replica& replica, std::vector<Notice>& notices) {
+PendingNotices::Told PendingNotices::noticesFor(const std::vector<Pending>& places, Replica& replica) {
+  Told told;
+  for (const Pending& place : places) {
+    place.from ? tellMove(place, replica, told.notices) : tell(place, replica, told);
+  }
+  return told;
+}
+
+// What the replica has done by now and was not heard of yet is told when it is heard.
+void PendingNotices::tell(const Pending& pending, Replica& replica, Told& told) {
   const Replica::LookupResult now = replica.lookup(pending.place.folder, pending.place.name);
   if (now.presence == Replica::Presence::unknown) return;
-  const bool there = now.presence == Replica::Presence::found;
-  const bool same = there && now.node.inode == pending.before;
-  if (pending.before != 0 && !same) tellGone(pending.place, pending.before, pending.kindBefore, notices);
-  if (there && !same) return tellAppeared(pending.place, now.node, notices);
-  if (!same) return;
-  Notice notice{.node = now.node.kind, .inode = now.node.inode, .place = pending.place, .from = {}};
+  const Inode inode = now.presence == Replica::Presence::found ? now.node.inode : 0;
+  const bool stands = inode == pending.heard;
+  if (pending.before != pending.heard) {
+    if (pending.before != 0) tellGone(pending.place, pending.before, pending.kindBefore, told.notices);
+    if (pending.heard == 0) return;
+    if (!stands) return told.untold.push_back(pending.place);
+    tellAppeared(pending.place, now.node, told.notices);
+  } else if (stands && inode != 0) {
+    tellTouches(pending, now.node, told.notices);
+  }
+}
+
+void PendingNotices::tellTouches(const Pending& pending, const NodeInfo& node, std::vector<Notice>& notices) {
+  Notice notice{.node = node.kind, .inode = node.inode, .place = pending.place, .from = {}};
   for (const auto kind : {Notice::Kind::content, Notice::Kind::attributes}) {
     if (kind == Notice::Kind::content && !pending.content) continue;
     if (kind == Notice::Kind::attributes && !pending.content && !pending.attributes) continue;
@@ -129,6 +165,7 @@ void PendingNotices::tellMove(const Pending& pending, Replica& replica, std::vec
                      .inode = pending.before,
                      .place = pending.place,
                      .from = *pending.from});
+  tellTouches(pending, now.node, notices);
 }
 
 }  // namespace zelto

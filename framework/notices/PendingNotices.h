@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "framework/notices/Notice.h"
@@ -25,9 +26,17 @@ class PendingNotices {
     // What stood there before, as far as anybody was told: 0 for nothing.
     Inode before = 0;
     NodeKind kindBefore = NodeKind::file;
+    // What was heard to stand there last; the replica may be further by now.
+    Inode heard = 0;
     bool content = false;
     bool attributes = false;
     std::optional<Place> from;  // a move; `before` is what was moved then
+  };
+
+  struct Told {
+    std::vector<Notice> notices;
+    // Here something came that is not told, since it has gone already; that it has will be heard.
+    std::vector<Place> untold;
   };
 
   bool empty() const { return places_.empty(); }
@@ -35,15 +44,20 @@ class PendingNotices {
 
   void appeared(const ReplicaDelta::Name& what);
   void gone(const ReplicaDelta::Name& what);
-  // REQUIRES: nothing else is pending at either place, and nothing stood at the second.
+  // REQUIRES: `mayMove` from the first place, the second is not contained, and nothing stood there.
   void moved(const ReplicaDelta::Name& from, const ReplicaDelta::Name& to);
   void changed(const NodeInfo& node, std::string name, bool content);
-  bool contains(const Place& place) const { return index_.contains(place); }
+  // Whether it stands there as far as anybody was told, and no more than its content or attributes is
+  // pending.
+  bool mayMove(const ReplicaDelta::Name& from) const;
+  bool contains(const Place& place) const { return index_.contains(place) || untold_.contains(place); }
 
   // The next places, at most so many, all of one folder or a single move.
   std::vector<Pending> take(std::size_t most);
   // What is to be told of them; nothing where all is as it was. THREAD: any.
-  static std::vector<Notice> noticesFor(const std::vector<Pending>& places, Replica& replica);
+  static Told noticesFor(const std::vector<Pending>& places, Replica& replica);
+  // Of what has come to these places nobody was told, and nobody is told that it goes.
+  void leaveUntold(const std::vector<Place>& places);
 
  private:
   struct PlaceHash {
@@ -57,12 +71,14 @@ class PendingNotices {
   bool isSourceOfMove(const Place& place) const;
   void splitMove(List::iterator move);
   void remove(List::iterator pending);
-  static void tell(const Pending& pending, Replica& replica, std::vector<Notice>& notices);
+  static void tell(const Pending& pending, Replica& replica, Told& told);
+  static void tellTouches(const Pending& pending, const NodeInfo& node, std::vector<Notice>& notices);
   static void tellMove(const Pending& pending, Replica& replica, std::vector<Notice>& notices);
 
   List places_;
   // A move is under both of its places, but not under its first one when something else has come there since.
   std::unordered_map<Place, List::iterator, PlaceHash> index_;
+  std::unordered_set<Place, PlaceHash> untold_;  // none of them is pending
 };
 
 }  // namespace zelto

@@ -22,7 +22,9 @@ struct PendingNoticesTest : ::testing::Test, ReplicaFixture {
   // "+" appeared, "-" went, ">" was moved to, "c" content, "a" attributes, each with the name.
   std::string told(std::size_t most = 100) {
     std::string text;
-    for (const Notice& notice : PendingNotices::noticesFor(pending.take(most), *replica)) {
+    const PendingNotices::Told told = PendingNotices::noticesFor(pending.take(most), *replica);
+    pending.leaveUntold(told.untold);
+    for (const Notice& notice : told.notices) {
       text += "?+->ca"[static_cast<int>(notice.kind)];
       text += notice.place.name + " ";
     }
@@ -60,6 +62,55 @@ TEST_F(PendingNoticesTest, ADifferentItemOfTheSameNameIsAnother) {
   there({"name"});
   pending.appeared(name("name"));
   EXPECT_EQ(told(), "+name ");
+}
+
+// The replica is further already when the turn comes: that is told when it is heard, and once.
+TEST_F(PendingNoticesTest, WhatWasNotHeardYetIsNotToldYet) {
+  there({"brief", "changed", "replaced"});
+  const auto brief = name("brief"), changed = name("changed"), replaced = name("replaced");
+  pending.appeared(brief);
+  pending.changed(*replica->node(changed.inode), "changed", true);
+  pending.gone(replaced);
+  there({});
+  there({"replaced"});
+  EXPECT_EQ(told(), "-replaced ");
+  EXPECT_TRUE(pending.contains({kRootInode, "brief"}));
+  pending.gone(brief);
+  pending.gone(changed);
+  pending.appeared(name("replaced"));
+  EXPECT_EQ(told(), "-changed +replaced ");
+}
+
+TEST_F(PendingNoticesTest, WhatIsHeardWhileOthersAreToldIsNotLost) {
+  there({"brief"});
+  const auto brief = name("brief");
+  pending.appeared(brief);
+  const auto places = pending.take(1);
+  there({});
+  const PendingNotices::Told early = PendingNotices::noticesFor(places, *replica);
+  EXPECT_TRUE(early.notices.empty());
+  pending.gone(brief);
+  pending.leaveUntold(early.untold);
+  EXPECT_EQ(told(), "");
+  there({"brief"});
+  pending.appeared(name("brief"));
+  EXPECT_EQ(told(), "+brief ");
+}
+
+TEST_F(PendingNoticesTest, WhatWasTouchedStillMoves) {
+  there({"old"});
+  const auto from = name("old");
+  auto to = from;
+  to.name = "new";
+  pending.changed(*replica->node(from.inode), "old", true);
+  EXPECT_TRUE(pending.mayMove(from));
+  pending.moved(from, to);
+  EXPECT_FALSE(pending.mayMove(from));
+  replica->applyChanges(
+      {std::make_shared<FakeItem>("/old", NSFileProviderRootContainerItemIdentifier, "new", false, 1, 1)},
+      {});
+  EXPECT_EQ(told(), ">new cnew anew ");
+  EXPECT_TRUE(pending.empty());
 }
 
 TEST_F(PendingNoticesTest, AMoveIsToldAloneAndSplitWhenItsPlacesGoOn) {
