@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <thread>
 
 #include <fcntl.h>
@@ -198,12 +197,7 @@ TEST_F(FullHereTest, AFileThatIsBeingSentStaysWhole) {
   system.host().signal(SIGSTOP);
   ASSERT_EQ(fill(top / "sent", 4 * kMiB), 0);
   const std::jthread sending([this] { static_cast<void>(system.callManager("Wait", "", {})); });
-  EXPECT_TRUE(eventually([&] {
-    const auto handedOver = [](const auto& entry) {
-      return entry.is_regular_file() && entry.file_size() == 4 * kMiB;
-    };
-    return std::ranges::any_of(fs::recursive_directory_iterator(system.data() / "groups"), handedOver);
-  }));
+  EXPECT_TRUE(eventually([&] { return holdsFileOfSize(system.data() / "groups", 4 * kMiB); }));
   disk.leave(kMiB);
   UniqueDescriptor file(::open((top / "sent").c_str(), O_RDWR | O_CLOEXEC));
   EXPECT_EQ(::pwrite(file.get(), "changed", 7, 0), -1);

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -116,11 +115,8 @@ TEST(HostLossTest, WhatWasHandedToAHostThatIsKilledDoesNotStayInTheGroupDirector
   learn(system);
   system.host().signal(SIGSTOP);
   writeFile(system.mounted() / "known" / "new", "for the server");
-  const fs::path group = fs::directory_iterator(system.data() / "groups")->path();
   const auto handedOver = [&] {
-    return std::ranges::any_of(fs::directory_iterator(group), [](const fs::directory_entry& entry) {
-      return entry.is_regular_file() && entry.file_size() == std::string("for the server").size();
-    });
+    return holdsFileOfSize(system.data() / "groups", std::string("for the server").size());
   };
   EXPECT_TRUE(eventually(handedOver));
   system.host().kill(SIGKILL);

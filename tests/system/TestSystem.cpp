@@ -244,6 +244,15 @@ std::vector<std::string> names(const fs::path& folder) {
   return all;
 }
 
+bool holdsFileOfSize(const fs::path& folder, std::uintmax_t size) {
+  std::error_code error;
+  for (fs::recursive_directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+    std::error_code gone;
+    if (at->is_regular_file(gone) && at->file_size(gone) == size && !gone) return true;
+  }
+  return false;
+}
+
 std::string treeDifference(const fs::path& expected, const fs::path& actual) {
   const fs::file_status a = fs::symlink_status(expected);
   const fs::file_status b = fs::symlink_status(actual);

@@ -102,5 +102,7 @@ std::string readFile(const fs::path& path);
 // What differs between two trees in names, types, sizes, link targets or content; "" when nothing does.
 std::string treeDifference(const fs::path& expected, const fs::path& actual);
 std::vector<std::string> names(const fs::path& folder);
+// Whether there is a regular file of so many bytes somewhere below, also while others come and go.
+bool holdsFileOfSize(const fs::path& folder, std::uintmax_t size);
 
 }  // namespace zelto::test

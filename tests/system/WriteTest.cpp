@@ -52,10 +52,7 @@ std::string pattern(std::size_t size) {
 void halt(const Process& process) {
   process.signal(SIGSTOP);
   const fs::path tasks = "/proc/" + std::to_string(process.pid()) + "/task";
-  const auto stands = [](const fs::path& task) {
-    const std::string state = readFile(task / "stat");
-    return state.substr(state.rfind(") ")).starts_with(") T");
-  };
+  const auto stands = [](const fs::path& task) { return readFile(task / "stat").contains(") T "); };
   EXPECT_TRUE(eventually([&] {
     return std::ranges::all_of(fs::directory_iterator(tasks), stands, &fs::directory_entry::path);
   }));
