@@ -36,9 +36,14 @@ class ExpectedNotice {
     const std::lock_guard lock(mutex_);
     return current_;
   }
+  // It has come to the volume: the greeting, or what moves as it was before.
   void meet() {
     const std::lock_guard lock(mutex_);
     met_ = true;
+  }
+  bool isMet() const {
+    const std::lock_guard lock(mutex_);
+    return met_;
   }
 
  private:

@@ -143,12 +143,7 @@ void NoticeThread::performRound(const NoticeRound& round) {
 }
 
 void NoticeThread::performIn(const Folders& folders, const NoticeRound& round) {
-  for (const Notice& notice : round.notices) {
-    if (stopped_) return;
-    expected_.begin(notice);
-    raise(folders, notice);
-    expected_.end();
-  }
+  for (const Notice& notice : round.notices) tell(folders, notice);
 }
 
 // Something else may be mounted there by now, or the volume be gone and what lies below show: only the folder
@@ -158,6 +153,27 @@ bool NoticeThread::isOurs(int descriptor, Inode folder) {
   struct stat ignored {};
   static_cast<void>(::fstatat(descriptor, ExpectedNotice::kHelloName, &ignored, AT_SYMLINK_NOFOLLOW));
   return expected_.end();
+}
+
+// Where somebody has found one of the names anew already, it is told as gone and come.
+void NoticeThread::move(const Folders& folders, const Notice& notice) {
+  const char* const name = notice.place.name.c_str();
+  if (::renameat2(folders.from, notice.from.name.c_str(), folders.folder, name, RENAME_NOREPLACE) == 0)
+    return;
+  Notice step = notice;
+  step.kind = Notice::Kind::gone;
+  step.place = notice.from;
+  tell({folders.from, folders.from}, step);
+  step.kind = Notice::Kind::appeared;
+  step.place = notice.place;
+  tell(folders, step);
+}
+
+void NoticeThread::tell(const Folders& folders, const Notice& notice) {
+  if (stopped_) return;
+  expected_.begin(notice);
+  raise(folders, notice);
+  expected_.end();
 }
 
 // What fails raises no event, which is all that it was for.
@@ -172,8 +188,7 @@ void NoticeThread::raise(const Folders& folders, const Notice& notice) {
       ::unlinkat(folders.folder, name, notice.node == NodeKind::folder ? AT_REMOVEDIR : 0);
       return;
     case Notice::Kind::moved:
-      ::renameat2(folders.from, notice.from.name.c_str(), folders.folder, name, RENAME_NOREPLACE);
-      return;
+      return move(folders, notice);
     case Notice::Kind::content:
     case Notice::Kind::attributes:
       return touch(folders.folder, notice);

@@ -46,6 +46,8 @@ class NoticeThread {
   void performRound(const NoticeRound& round);
   void performIn(const Folders& folders, const NoticeRound& round);
   bool isOurs(int descriptor, Inode folder);
+  void tell(const Folders& folders, const Notice& notice);
+  void move(const Folders& folders, const Notice& notice);
   void raise(const Folders& folders, const Notice& notice);
 
   ExpectedNotice& expected_;

@@ -63,7 +63,7 @@ Notices::Moved Notices::movesOf(const ReplicaDelta& delta) {
     if (free && folders_.contains(from.parent) && folders_.contains(to.parent)) moves.insert(*it);
   }
   const std::lock_guard lock(mutex_);
-  std::erase_if(moves, [this](const auto& move) { return !pending_.mayMove(*move.second); });
+  std::erase_if(moves, [this](const auto& move) { return !pending_.isAtMostTouched(*move.second); });
   return moves;
 }
 
@@ -81,7 +81,7 @@ void Notices::noteMoved(const ReplicaDelta& delta, const Moved& moves) {
     const auto move = moves.find(to.inode);
     if (move == moves.end()) continue;
     const std::lock_guard lock(mutex_);
-    if (!pending_.contains({to.parent, to.name})) {
+    if (pending_.isAtMostTouched(to)) {  // also touched there already, as the replica names it by now
       pending_.moved(*move->second, to);
     } else {
       pending_.gone(*move->second);

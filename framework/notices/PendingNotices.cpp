@@ -46,12 +46,12 @@ void PendingNotices::gone(const ReplicaDelta::Name& what) {
   if (Pending* const pending = at({what.parent, what.name}, what.inode, what.kind)) pending->heard = 0;
 }
 
-bool PendingNotices::mayMove(const ReplicaDelta::Name& from) const {
-  const Place place{from.parent, from.name};
+bool PendingNotices::isAtMostTouched(const ReplicaDelta::Name& what) const {
+  const Place place{what.parent, what.name};
   const auto known = index_.find(place);
   if (known == index_.end()) return !untold_.contains(place);
   const Pending& pending = *known->second;
-  return !pending.from && pending.before == from.inode && pending.heard == from.inode;
+  return !pending.from && pending.before == what.inode && pending.heard == what.inode;
 }
 
 void PendingNotices::moved(const ReplicaDelta::Name& from, const ReplicaDelta::Name& to) {
@@ -60,10 +60,12 @@ void PendingNotices::moved(const ReplicaDelta::Name& from, const ReplicaDelta::N
                   .before = to.inode,
                   .kindBefore = to.kind,
                   .from = Place{from.parent, from.name}};
-  if (const auto known = index_.find(*pending.from); known != index_.end()) {
-    pending.content = known->second->content;
-    pending.attributes = known->second->attributes;
-    remove(known->second);
+  for (const Place& place : {*pending.from, pending.place}) {
+    const auto touched = index_.find(place);
+    if (touched == index_.end()) continue;
+    pending.content |= touched->second->content;
+    pending.attributes |= touched->second->attributes;
+    remove(touched->second);
   }
   places_.push_back(std::move(pending));
   const auto move = std::prev(places_.end());
@@ -72,7 +74,11 @@ void PendingNotices::moved(const ReplicaDelta::Name& from, const ReplicaDelta::N
 }
 
 void PendingNotices::changed(const NodeInfo& node, std::string name, bool content) {
-  Pending* const pending = at({node.parent, std::move(name)}, node.inode, node.kind);
+  const Place place{node.parent, std::move(name)};
+  const auto known = index_.find(place);
+  const bool moved =
+      known != index_.end() && known->second->place == place && known->second->before == node.inode;
+  Pending* const pending = moved ? &*known->second : at(place, node.inode, node.kind);
   if (pending == nullptr) return;
   (content ? pending->content : pending->attributes) = true;
 }

@@ -44,13 +44,11 @@ class PendingNotices {
 
   void appeared(const ReplicaDelta::Name& what);
   void gone(const ReplicaDelta::Name& what);
-  // REQUIRES: `mayMove` from the first place, the second is not contained, and nothing stood there.
+  // REQUIRES: at both places it is touched at most; nothing stood at the second.
   void moved(const ReplicaDelta::Name& from, const ReplicaDelta::Name& to);
   void changed(const NodeInfo& node, std::string name, bool content);
-  // Whether it stands there as far as anybody was told, and no more than its content or attributes is
-  // pending.
-  bool mayMove(const ReplicaDelta::Name& from) const;
-  bool contains(const Place& place) const { return index_.contains(place) || untold_.contains(place); }
+  // Whether nothing is pending at the place but that its content or attributes are others.
+  bool isAtMostTouched(const ReplicaDelta::Name& what) const;
 
   // The next places, at most so many, all of one folder or a single move.
   std::vector<Pending> take(std::size_t most);

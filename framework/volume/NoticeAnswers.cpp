@@ -66,6 +66,7 @@ bool notice::lookup(fuse_req_t request, Inode parent, std::string_view name) {
     fuse_reply_err(request, ENOENT);
   } else if ((now.kind == Kind::gone && place == now.place) ||
              (now.kind == Kind::moved && place == now.from)) {
+    if (now.kind == Kind::moved) volume::of(request).notices().expected().meet();
     replyPhantom(request, now.node);
   } else if ((now.kind == Kind::appeared || now.kind == Kind::moved) && place == now.place) {
     fuse_reply_err(request, ENOENT);
@@ -122,12 +123,14 @@ bool notice::remove(fuse_req_t request, Inode parent, std::string_view name) {
   return true;
 }
 
+// The kernel would take along what it knows by the old name. If it has not asked for that just now, it may
+// know something else there already, which has to keep its name.
 bool notice::rename(fuse_req_t request, const Place& from, const Place& to) {
   if (!isOurs(request)) return false;
   Volume& volume = volume::of(request);
   const Notice now = expected(request);
-  reply(request, now.kind == Kind::moved && now.from == from && now.place == to &&
-                     stands(volume, to, now.inode) && !stands(volume, from, now.inode));
+  reply(request, now.kind == Kind::moved && volume.notices().expected().isMet() && now.from == from &&
+                     now.place == to && stands(volume, to, now.inode) && !stands(volume, from, now.inode));
   return true;
 }
 

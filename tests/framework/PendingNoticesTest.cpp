@@ -74,7 +74,7 @@ TEST_F(PendingNoticesTest, WhatWasNotHeardYetIsNotToldYet) {
   there({});
   there({"replaced"});
   EXPECT_EQ(told(), "-replaced ");
-  EXPECT_TRUE(pending.contains({kRootInode, "brief"}));
+  EXPECT_FALSE(pending.isAtMostTouched(brief));
   pending.gone(brief);
   pending.gone(changed);
   pending.appeared(name("replaced"));
@@ -103,9 +103,11 @@ TEST_F(PendingNoticesTest, WhatWasTouchedStillMoves) {
   auto to = from;
   to.name = "new";
   pending.changed(*replica->node(from.inode), "old", true);
-  EXPECT_TRUE(pending.mayMove(from));
+  pending.changed(*replica->node(from.inode), "new", false);  // as the replica names it by then
+  EXPECT_TRUE(pending.isAtMostTouched(from) && pending.isAtMostTouched(to));
   pending.moved(from, to);
-  EXPECT_FALSE(pending.mayMove(from));
+  EXPECT_FALSE(pending.isAtMostTouched(from));
+  pending.changed(*replica->node(from.inode), "new", false);
   replica->applyChanges(
       {std::make_shared<FakeItem>("/old", NSFileProviderRootContainerItemIdentifier, "new", false, 1, 1)},
       {});

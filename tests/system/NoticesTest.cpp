@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -38,6 +39,21 @@ struct NoticesTest : ::testing::Test {
   void expectNothingPending() {
     EXPECT_EQ(pendingNow(system), "[]");
     EXPECT_EQ(countOf(system, "pending"), 0);
+  }
+  // The one of this computer gives way to the server's, under another name.
+  void changeOnBothSides(const std::string& name) {
+    system.host().signal(SIGSTOP);
+    writeFile(folder / name, "here");
+    writeFile(served / name, "there, and longer");
+    system.host().signal(SIGCONT);
+    EXPECT_EQ(waitUntilSettled(system), "");
+  }
+  // Whoever listed the names here would have found the new one before it is told.
+  std::string keptNameOf(const std::string& stem) const {
+    for (const std::string& name : names(served)) {
+      if (name.starts_with(stem + " (conflict")) return name;
+    }
+    return "";
   }
 };
 
@@ -116,23 +132,38 @@ TEST_F(NoticesTest, AMoveThatKeepsTheItemIsAMove) {
   system.start();
   const auto watch = open(folder);
   ASSERT_EQ(readFile(folder / "report.txt"), "first");
-  // Both sides change the file: the one of this computer gives way to the server's, under another name.
-  system.host().signal(SIGSTOP);
-  writeFile(folder / "report.txt", "here");
-  writeFile(served / "report.txt", "there, and longer");
-  system.host().signal(SIGCONT);
-  EXPECT_EQ(waitUntilSettled(system), "");
-  std::string kept;
-  ASSERT_TRUE(eventually([&] {
-    for (const std::string& name : names(folder)) {
-      if (name.starts_with("report (conflict")) kept = name;
-    }
-    return !kept.empty();
-  }));
-  EXPECT_TRUE(eventually([&] { return watch->sawMove("report.txt", kept); }));
+  changeOnBothSides("report.txt");
+  const std::string kept = keptNameOf("report");
+  ASSERT_NE(kept, "");
+  EXPECT_TRUE(eventually([&] { return watch->sawMove("report.txt", kept); }))
+      << ::testing::PrintToString(watch->all());
   EXPECT_EQ(watch->waitFor(IN_CREATE, "report.txt"), "");
   EXPECT_EQ(readFile(folder / kept), "here");
   EXPECT_TRUE(eventually([&] { return readFile(folder / "report.txt") == "there, and longer"; }));
+}
+
+// The kernel knows the new item by the old name already when it is told of the move.
+TEST_F(NoticesTest, AMoveLeavesWhatTookItsPlaceThere) {
+  constexpr int kFiles = 8;
+  const auto stem = [](int i) { return "report" + std::to_string(i); };
+  for (int i = 0; i < kFiles; ++i) writeFile(served / (stem(i) + ".txt"), "first");
+  system.start();
+  const auto watch = open(folder);
+  for (int i = 0; i < kFiles; ++i) {
+    const std::string name = stem(i) + ".txt";
+    EXPECT_EQ(readFile(folder / name), "first");
+    {
+      const std::jthread looking([path = (folder / name).string()](const std::stop_token& end) {
+        struct stat ignored {};
+        while (!end.stop_requested()) ::lstat(path.c_str(), &ignored);
+      });
+      changeOnBothSides(name);
+      const std::string kept = keptNameOf(stem(i));
+      EXPECT_TRUE(eventually([&] { return watch->saw(IN_CREATE, kept) || watch->saw(IN_MOVED_TO, kept); }));
+    }
+    EXPECT_EQ(readFile(folder / keptNameOf(stem(i))), "here");
+    EXPECT_EQ(readFile(folder / name), "there, and longer");
+  }
 }
 
 TEST_F(NoticesTest, AFolderInUseStaysUsable) {
