@@ -100,7 +100,9 @@ void Domain::makeThumbnails() {
   };
   parts.isThere = isAskerThere;
   thumbnails_ = ThumbnailQueue::make(std::move(parts), {});
-  volume_->reportRefusalsTo([this](Inode inode, pid_t reader) { manager_->wantThumbnail(inode, reader); });
+  volume_->takePicturesFrom([this](Inode inode, pid_t reader, Volume::PictureHandler done) {
+    manager_->fetchPicture(inode, reader, std::move(done));
+  });
 }
 
 std::string Domain::exportDirectory() const {

@@ -50,9 +50,10 @@ class Manager {
 
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
-  // A file was not let be read by somebody who makes a picture of it, on that thread: it is asked for
-  // instead, as long as that program runs.
-  void wantThumbnail(Inode inode, pid_t reader);
+  // The host's picture of a file, for somebody who wants to make one, on that thread; nothing where there is
+  // none. It is asked for as long as that program runs; for a helper of a browser that asks for what it shows
+  // only what that one has asked for.
+  void fetchPicture(Inode inode, pid_t reader, Volume::PictureHandler done);
   // What the replica learnt, for those who show items.
   void itemsChanged(const ReplicaDelta& delta);
   // The same of local changes; paths are relative to the mount point.

@@ -22,15 +22,15 @@ void Manager::thumbnails(BusMethodCall call, BusReply reply) {
   if (any) askers_.add(call.sender);
 }
 
-void Manager::wantThumbnail(Inode inode, pid_t reader) {
-  const auto line = processLine(reader);
-  if (askers_.anyIsIn(line)) return;
+void Manager::fetchPicture(Inode inode, pid_t reader, Volume::PictureHandler done) {
   Replica& replica = parts_.volume.replica();
   const auto node = replica.node(inode);
-  if (!node) return;
-  auto item = thumbnailItem(*node, replica.identifier(inode), pathOf(inode));
-  if (!item) return;
-  parts_.thumbnails->ask(line.empty() ? "" : askerForProcess(line.back()), {*std::move(item)}, [] {});
+  auto item = node ? thumbnailItem(*node, replica.identifier(inode), pathOf(inode)) : std::nullopt;
+  if (!item) return done(std::nullopt);
+  const auto line = processLine(reader);
+  using Interest = ThumbnailQueue::Interest;
+  parts_.thumbnails->picture(line.empty() ? "" : askerForProcess(line.back()), *std::move(item),
+                             askers_.anyIsIn(line) ? Interest::somebodys : Interest::own, std::move(done));
 }
 
 }  // namespace zelto

@@ -16,6 +16,14 @@ ThumbnailBacklog::Answers ThumbnailBacklog::add(const std::string& asker,
   return answers;
 }
 
+ThumbnailBacklog::Answers ThumbnailBacklog::join(const std::string& asker, const ThumbnailItem& item,
+                                                 Completion<> done) {
+  if (wanted_.contains(item.inode)) return add(asker, {item}, std::move(done));
+  Answers answers;
+  answers.push_back(std::move(done));
+  return answers;
+}
+
 void ThumbnailBacklog::want(const ThumbnailItem& item, Rank rank, const std::shared_ptr<Ask>& ask) {
   const auto [place, added] = wanted_.try_emplace(item.inode, Wanted{item, rank});
   auto& wanted = place->second;

@@ -28,6 +28,8 @@ class ThumbnailBacklog {
 
   // `done` is among the answers once nobody needs to work for these items any more: here, or later.
   Answers add(const std::string& asker, const std::vector<ThumbnailItem>& items, Completion<> done);
+  // The same for one item, but nothing is done where nobody wants it yet.
+  Answers join(const std::string& asker, const ThumbnailItem& item, Completion<> done);
   // Everything of this asker is answered; what nobody else wants does not wait any more.
   Answers leave(const std::string& asker);
 

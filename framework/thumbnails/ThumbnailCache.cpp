@@ -1,5 +1,6 @@
 #include "framework/thumbnails/ThumbnailCache.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -44,12 +45,19 @@ std::string nameOf(const std::string& uri) {
   return name + ".png";
 }
 
-// The beginning of a file; empty where it cannot be read.
-std::string_view startOf(const std::string& file, std::array<char, kNotes>& buffer) {
+// The beginning of a file, at most so much; empty where it cannot be read.
+std::string startOf(const std::string& file, std::size_t most) {
   const UniqueDescriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!descriptor) return {};
-  const auto count = ::read(descriptor.get(), buffer.data(), buffer.size());
-  return {buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+  struct stat status {};
+  if (!descriptor || ::fstat(descriptor.get(), &status) != 0) return {};
+  std::string bytes(std::min(most, static_cast<std::size_t>(status.st_size)), '\0');
+  const auto count = ::read(descriptor.get(), bytes.data(), bytes.size());
+  bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  return bytes;
+}
+
+bool isOf(std::string_view png, const std::string& uri, std::int64_t modified) {
+  return pngText(png, "Thumb::MTime") == fmt::to_string(modified) && pngText(png, "Thumb::URI") == uri;
 }
 
 bool makeFolder(const std::string& path) {
@@ -111,13 +119,18 @@ std::string ThumbnailCache::file(const char* folder, const std::string& name) co
 bool ThumbnailCache::isCurrent(const std::string& path, std::int64_t modified) const {
   const auto uri = fileUri(path);
   const auto name = nameOf(uri);
-  const auto date = fmt::to_string(modified);
-  std::array<char, kNotes> buffer;
-  for (const auto& size : kSizes) {
-    const auto start = startOf(file(size.folder, name), buffer);
-    if (pngText(start, "Thumb::MTime") != date || pngText(start, "Thumb::URI") != uri) return false;
-  }
-  return true;
+  std::string start;
+  return std::ranges::all_of(kSizes, [&](const Size& size) {
+    start = startOf(file(size.folder, name), kNotes);
+    return isOf(start, uri, modified);
+  });
+}
+
+std::optional<std::string> ThumbnailCache::picture(const std::string& path, std::int64_t modified) const {
+  const auto uri = fileUri(path);
+  auto png = startOf(file(kSizes.front().folder, nameOf(uri)), kMostBytes);
+  if (png.size() == kMostBytes || !isOf(png, uri, modified)) return std::nullopt;
+  return png;
 }
 
 std::optional<NSError> ThumbnailCache::store(const std::string& path, std::int64_t modified,

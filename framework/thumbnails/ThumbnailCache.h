@@ -25,6 +25,8 @@ class ThumbnailCache {
 
   // Whether both pictures are there, of a file at this path with this date (whole seconds since 1970).
   bool isCurrent(const std::string& path, std::int64_t modified) const;
+  // The larger picture as a PNG file, where it is there as above.
+  std::optional<std::string> picture(const std::string& path, std::int64_t modified) const;
   // Makes both of the bytes of an image (PNG, JPEG, GIF, BMP, TIFF, WebP), never larger than that, in place
   // of what was there; also what says that none could be made. `microseconds`: of the file's date, after the
   // whole second. ERRORS: no picture, or too large a one; the disk's.

@@ -30,6 +30,11 @@ void ThumbnailQueue::ask(std::string asker, std::vector<ThumbnailItem> items, Co
           ThumbnailQueue& self) mutable { self.add(asker, std::move(items), std::move(done)); });
 }
 
+void ThumbnailQueue::picture(std::string asker, ThumbnailItem item, Interest interest, PictureHandler done) {
+  run([asker = std::move(asker), item = std::move(item), interest, done = std::move(done)](
+          ThumbnailQueue& self) mutable { self.addOne(asker, item, interest, std::move(done)); });
+}
+
 void ThumbnailQueue::askerGone(std::string asker) {
   run([asker = std::move(asker)](ThumbnailQueue& self) { call(self.backlog_.leave(asker)); });
 }
@@ -60,6 +65,18 @@ void ThumbnailQueue::add(const std::string& asker, std::vector<ThumbnailItem> it
   std::erase_if(
       items, [this](const ThumbnailItem& item) { return parts_.cache.isCurrent(item.path, item.modified); });
   call(backlog_.add(asker, items, std::move(done)));
+  advance();
+}
+
+void ThumbnailQueue::addOne(const std::string& asker, const ThumbnailItem& item, Interest interest,
+                            PictureHandler done) {
+  if (auto known = parts_.cache.picture(item.path, item.modified)) return done(std::move(known));
+  // Called by this object, which is there then.
+  auto answer = [this, item, done = std::move(done)]() mutable {
+    done(parts_.cache.picture(item.path, item.modified));
+  };
+  call(interest == Interest::own ? backlog_.add(asker, {item}, std::move(answer))
+                                 : backlog_.join(asker, item, std::move(answer)));
   advance();
 }
 

@@ -45,6 +45,14 @@ class ThumbnailQueue : public std::enable_shared_from_this<ThumbnailQueue> {
   // COMPLETES: once, when each item has its picture or gets none: it is there already, there is none, it was
   // given up, the asker is gone. Without a host perhaps much later. Destroyed uncalled with this object.
   void ask(std::string asker, std::vector<ThumbnailItem> items, Completion<> done);
+  // The picture itself, as a PNG file; nothing where there is none to be had.
+  using PictureHandler = Completion<std::optional<std::string>>;
+  enum class Interest {
+    own,       // it is asked for
+    somebodys  // only if somebody else has asked for it, or it is there
+  };
+  // REQUIRES, COMPLETES: as `ask`.
+  void picture(std::string asker, ThumbnailItem item, Interest interest, PictureHandler done);
   // What only this asker wants is not asked for any more.
   void askerGone(std::string asker);
 
@@ -65,6 +73,7 @@ class ThumbnailQueue : public std::enable_shared_from_this<ThumbnailQueue> {
 
   // All of these on the queue.
   void add(const std::string& asker, std::vector<ThumbnailItem> items, Completion<> done);
+  void addOne(const std::string& asker, const ThumbnailItem& item, Interest interest, PictureHandler done);
   void lose();
   void advance();
   void send(const std::vector<ThumbnailItem>& items);

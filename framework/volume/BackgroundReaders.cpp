@@ -78,7 +78,7 @@ BackgroundReader backgroundReaderByArguments(std::istream& arguments) {
 }  // namespace
 
 BackgroundReader backgroundReader(int flags, pid_t thread) {
-  if ((flags & O_NOATIME) != 0) return BackgroundReader::ofPictures;
+  if ((flags & O_NOATIME) != 0) return BackgroundReader::ofFirstBytes;
   if (thread <= 0) return BackgroundReader::none;
   // Not the thread's own name (`comm`), which is cut and is often another.
   std::ifstream arguments("/proc/" + std::to_string(thread) + "/cmdline");

@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 
 #include "framework/fetching/ReadAhead.h"
 #include "framework/replica/Replica.h"
@@ -35,6 +37,10 @@ class FileHandle {
     replica_.written(file_->inode(), *writing_);
   }
 
+  // Instead of the content a reader is given these bytes. REQUIRES: not open yet.
+  void show(std::string picture) { picture_ = std::move(picture); }
+  const std::optional<std::string>& picture() const { return picture_; }
+
   // Notes a read and gives the bytes worth having behind it.
   std::uint64_t readAhead(NSRange read) {
     const std::lock_guard lock(mutex_);
@@ -45,6 +51,7 @@ class FileHandle {
   Replica& replica_;
   const std::shared_ptr<OpenFile> file_;
   const std::shared_ptr<ContentFile> writing_;
+  std::optional<std::string> picture_;
   std::mutex mutex_;
   ReadAhead readAhead_;
 };

@@ -22,11 +22,43 @@ BackgroundReader readerOf(fuse_req_t request, const ContentFile& content, int fl
 }
 
 // EIO: other errors make file browsers try again, or tell their user.
-void refuse(fuse_req_t request, Inode inode, BackgroundReader reader) {
-  if (reader == BackgroundReader::ofPictures) {
-    volume::of(request).refusedPicture(inode, fuse_req_ctx(request)->pid);
+constexpr int kRefused = EIO;
+// How long somebody who makes pictures waits for one. A browser waits with him, and shows others meanwhile.
+constexpr std::chrono::seconds kPatience{5};
+
+// Somebody who makes pictures is given the host's instead of the content.
+void openPicture(fuse_req_t request, fuse_ino_t node, std::shared_ptr<ContentFile> content,
+                 const fuse_file_info& file) {
+  Volume& volume = volume::of(request);
+  const auto picture = std::make_shared<std::string>();
+  const pid_t reader = fuse_req_ctx(request)->pid;
+  const auto held = volume.kernelRequests().hold(
+      request, [node, content = std::move(content), file, picture](fuse_req_t answered) {
+        replyOpenedPicture(answered, node, content, file, std::move(*picture));
+      });
+  volume.deadlines().schedule(Deadlines::Clock::now() + kPatience, [weak = std::weak_ptr(held)] {
+    if (const auto waiting = weak.lock()) waiting->done(kRefused);
+  });
+  volume.fetchPicture(kernelnode::inodeOf(node), reader, [held, picture](std::optional<std::string> png) {
+    if (!png) return held->done(kRefused);
+    *picture = *std::move(png);
+    held->done(0);
+  });
+}
+
+void openInBackground(fuse_req_t request, fuse_ino_t node, std::shared_ptr<ContentFile> content,
+                      const fuse_file_info& file, BackgroundReader reader) {
+  Volume& volume = volume::of(request);
+  if (reader == BackgroundReader::ofNames) {
+    return replyOpened(request, node, std::move(content), file, false);
   }
-  fuse_reply_err(request, EIO);
+  if (reader == BackgroundReader::ofPictures && volume.link().present()) {
+    return openPicture(request, node, std::move(content), file);
+  }
+  if (reader != BackgroundReader::ofEverything) {  // it is there when somebody looks again
+    volume.fetchPicture(kernelnode::inodeOf(node), fuse_req_ctx(request)->pid, [](const auto&) {});
+  }
+  fuse_reply_err(request, kRefused);
 }
 
 void openForWriting(fuse_req_t request, fuse_ino_t node, const fuse_file_info& file) {
@@ -53,8 +85,7 @@ void volume::open(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     return;
   }
   const BackgroundReader reader = readerOf(request, **content, file->flags);
-  if (reader == BackgroundReader::ofNames) return replyOpened(request, node, *content, *file, false);
-  if (reader != BackgroundReader::none) return refuse(request, inode, reader);
+  if (reader != BackgroundReader::none) return openInBackground(request, node, *content, *file, reader);
   if (!fetchBeforeOpen(**content)) {
     replyOpened(request, node, *content, *file, false);
     return volume.walkAhead().openedFile(*info, false);

@@ -12,6 +12,10 @@ namespace zelto {
 void replyOpened(fuse_req_t request, fuse_ino_t node, std::shared_ptr<ContentFile> content,
                  fuse_file_info file, bool writing);
 
+// The same for a reader who is given a picture of the file instead of its content, past the kernel's pages.
+void replyOpenedPicture(fuse_req_t request, fuse_ino_t node, std::shared_ptr<ContentFile> content,
+                        fuse_file_info file, std::string picture);
+
 // The same for a file that was made just now; its content is open for writing.
 void replyCreated(fuse_req_t request, const Replica::Created& created, fuse_file_info file);
 

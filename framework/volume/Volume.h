@@ -73,19 +73,23 @@ class Volume {
   void describeStateBy(StateDescription description) { stateDescription_ = std::move(description); }
   std::optional<std::string> stateOf(Inode inode);
 
-  // Told of each file that somebody who wants a picture of it was not let have, since it is not all here (see
-  // BackgroundReaders.h), and of the caller's thread. REQUIRES: set before `run`; it is called while the
-  // program waits, and must not wait for anything but the kernel.
-  using RefusalHandler = std::function<void(Inode, pid_t reader)>;
-  void reportRefusalsTo(RefusalHandler handler) { refusalHandler_ = std::move(handler); }
-  void refusedPicture(Inode inode, pid_t reader) {
-    if (refusalHandler_) refusalHandler_(inode, reader);
+  // Gives the host's picture of a file that is not all here, as a PNG file, to somebody who is about to make
+  // one (see BackgroundReaders.h), by the caller's thread; nothing where there is none. It may take long, and
+  // `done` be dropped at the end. REQUIRES: set before `run`; it is called while the program waits, and must
+  // not wait for anything but the kernel.
+  using PictureHandler = Completion<std::optional<std::string>>;
+  using PictureSource = std::function<void(Inode, pid_t reader, PictureHandler done)>;
+  void takePicturesFrom(PictureSource source) { pictureSource_ = std::move(source); }
+  void fetchPicture(Inode inode, pid_t reader, PictureHandler done) {
+    pictureSource_ ? pictureSource_(inode, reader, std::move(done)) : done(std::nullopt);
   }
 
   Replica& replica() { return parts_.replica; }
   Lister& lister() { return parts_.lister; }
   WalkAhead& walkAhead() { return walkAhead_; }
   Materialiser& materialiser() { return parts_.materialiser; }
+  HostLink& link() { return parts_.link; }
+  Deadlines& deadlines() { return parts_.deadlines; }
   KernelRequests& kernelRequests() { return requests_; }
   FolderCaches& folderCaches() { return folderCaches_; }
   OpenFiles& openFiles() { return openFiles_; }
@@ -127,7 +131,7 @@ class Volume {
   OpenFiles openFiles_;
   WalkAhead walkAhead_;
   StateDescription stateDescription_;
-  RefusalHandler refusalHandler_;
+  PictureSource pictureSource_;
   std::atomic<bool> answered_ = false;
   std::atomic<pthread_t> runner_ = 0;
   fuse_session* session_ = nullptr;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/hostapp/Pictures.h"
 #include "tests/system/TestSystem.h"
 
 namespace zelto::test {
@@ -64,6 +65,37 @@ TEST_F(BackgroundReadersTest, NothingIsFetchedForThemAndUsersAreServed) {
   EXPECT_EQ(outputOf({"dd", "iflag=noatime", "status=none", "if=" + picture}), "a picture");
   EXPECT_EQ(outputOf({"/bin/sh", "-c", "head -c 5 \"$0\"", film}), "xxxxx");
   EXPECT_GT(system.hostBytes(), before);
+}
+
+// What makes pictures is given the host's, and nobody else ever sees bytes of it in the file.
+TEST_F(BackgroundReadersTest, AThumbnailerIsGivenTheHostsPicture) {
+  const std::string bytes = picture("jpeg", 640, 400);
+  writeFile(system.share() / "picture.jpg", bytes);
+  system.start();
+  const std::string path = system.mounted() / "picture.jpg";
+  const std::string thumbnailer = copyOf("/usr/bin/python3", "tumblerd");
+  const std::string read = "import sys; sys.stdout.buffer.write(open(sys.argv[1], 'rb').read())";
+  const std::string map =
+      "import mmap, sys; f = open(sys.argv[1], 'rb');"
+      "print(mmap.mmap(f.fileno(), 16, mmap.MAP_PRIVATE, mmap.PROT_READ)[:4])";
+  names(system.mounted());
+  const std::string given = outputOf({thumbnailer, "-c", read, path});
+  EXPECT_TRUE(given.starts_with("\x89PNG")) << given.substr(0, 20);
+  EXPECT_EQ(outputOf({thumbnailer, "-c", map, path}), "failed");
+  EXPECT_EQ(system.hostCalls("thumbnail"), 1);
+  EXPECT_EQ(system.hostCalls("downloadItem") + system.hostCalls("downloadItemRange"), 0);
+  EXPECT_EQ(readFile(path), bytes);
+  EXPECT_EQ(outputOf({thumbnailer, "-c", map, path}), "b'\\xff\\xd8\\xff\\xe0'\n");
+}
+
+TEST_F(BackgroundReadersTest, AThumbnailerDoesNotWaitWithoutAHost) {
+  writeFile(system.share() / "picture.jpg", picture("jpeg", 640, 400));
+  system.start();
+  names(system.mounted());
+  system.host().kill(SIGKILL);
+  ASSERT_TRUE(eventually([&] { return !*system.status().find("hostConnected")->asBoolean(); }));
+  EXPECT_EQ(outputOf({copyOf("/bin/cat", "tumblerd"), system.mounted() / "picture.jpg"}), "failed");
+  EXPECT_EQ(system.status().find("requestsInFlight")->integerValue(), 0);
 }
 
 }  // namespace

@@ -31,9 +31,12 @@ struct VolumeTest : ::testing::Test, ReplicaFixture {
                                  std::chrono::seconds(10));
     ASSERT_TRUE(mounted) << mounted.error().localizedDescription();
     volume = *std::move(mounted);
-    volume->reportRefusalsTo([this](Inode inode, pid_t) {
-      const std::lock_guard lock(mutex);
-      refused.push_back(inode);
+    volume->takePicturesFrom([this](Inode inode, pid_t, Volume::PictureHandler done) {
+      {
+        const std::lock_guard lock(mutex);
+        refused.push_back(inode);
+      }
+      done(std::nullopt);
     });
     loop = std::thread([this] { EXPECT_EQ(volume->run(), 0); });
   }

@@ -16,6 +16,7 @@ namespace {
 
 using Identifiers = FakeThumbnailer::Identifiers;
 using Inodes = std::vector<Inode>;
+using Interest = ThumbnailQueue::Interest;
 
 class ThumbnailQueueTest : public testing::Test {
  protected:
@@ -45,6 +46,14 @@ class ThumbnailQueueTest : public testing::Test {
     queue->ask(asker, items, [this, asker] {
       const std::lock_guard lock(mutex);
       answered.push_back(asker);
+    });
+    settled();
+  }
+  void pictureOf(Inode inode, Interest interest) {
+    queue->picture("helper", item(inode), interest, [this, inode](const std::optional<std::string>& png) {
+      const std::lock_guard lock(mutex);
+      const bool isPicture = png && png->starts_with("\x89PNG");
+      answered.push_back(std::to_string(inode) + (isPicture ? " picture" : " none"));
     });
     settled();
   }
@@ -124,6 +133,22 @@ TEST_F(ThumbnailQueueTest, OneRequestServesAllWhoAsk) {
   EXPECT_EQ("c", answered.back());
   ask("d", {2}, 5);
   EXPECT_EQ((Identifiers{"/1", "/2", "/2"}), extension.asked());
+}
+
+TEST_F(ThumbnailQueueTest, APictureIsHandedOverToWhoWaitsForIt) {
+  start();
+  pictureOf(1, Interest::somebodys);  // nobody has asked for it
+  EXPECT_EQ((std::vector<std::string>{"1 none"}), answered);
+  EXPECT_TRUE(extension.asked().empty());
+  ask("browser", {1, 2});
+  pictureOf(1, Interest::somebodys);
+  pictureOf(3, Interest::own);
+  queue->askerGone("browser");  // what is on its way comes all the same
+  EXPECT_EQ((Identifiers{"/1", "/2", "/3"}), extension.asked());
+  answer(1);
+  answer(3, false);
+  pictureOf(1, Interest::somebodys);
+  EXPECT_EQ((std::vector<std::string>{"1 none", "browser", "1 picture", "3 none", "1 picture"}), answered);
 }
 
 TEST_F(ThumbnailQueueTest, WhatIsThereNeedsNoHost) {
