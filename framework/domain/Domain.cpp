@@ -1,7 +1,7 @@
 #include "framework/domain/Domain.h"
 
 #include "framework/importing/ImportProcess.h"
-#include "framework/manager/ProcessLine.h"
+#include "framework/manager/AskingProcess.h"
 #include "framework/replica/ReplicaFiles.h"
 #include "platform/fileprovider/NSExtensionMain.h"
 #include "platform/foundation/NSBundle.h"

@@ -51,8 +51,8 @@ class Manager {
   // Tells whoever listens that something is another than before ("host", "changes").
   void stateChanged(const std::string& what);
   // The host's picture of a file, for somebody who wants to make one, on that thread; nothing where there is
-  // none. It is asked for as long as that program runs; for a helper of a browser that asks for what it shows
-  // only what that one has asked for.
+  // none. It is asked for as long as that process runs; for one that asks by `Thumbnails` itself, only what
+  // it has asked for.
   void fetchPicture(Inode inode, pid_t reader, Volume::PictureHandler done);
   // What the replica learnt, for those who show items.
   void itemsChanged(const ReplicaDelta& delta);

@@ -1,6 +1,6 @@
 #include "framework/manager/Answers.h"
+#include "framework/manager/AskingProcess.h"
 #include "framework/manager/Manager.h"
-#include "framework/manager/ProcessLine.h"
 #include "framework/thumbnails/ThumbnailItem.h"
 
 namespace zelto {
@@ -27,10 +27,10 @@ void Manager::fetchPicture(Inode inode, pid_t reader, Volume::PictureHandler don
   const auto node = replica.node(inode);
   auto item = node ? thumbnailItem(*node, replica.identifier(inode), pathOf(inode)) : std::nullopt;
   if (!item) return done(std::nullopt);
-  const auto line = processLine(reader);
+  const pid_t process = processOf(reader);
   using Interest = ThumbnailQueue::Interest;
-  parts_.thumbnails->picture(line.empty() ? "" : askerForProcess(line.back()), *std::move(item),
-                             askers_.anyIsIn(line) ? Interest::somebodys : Interest::own, std::move(done));
+  parts_.thumbnails->picture(askerForProcess(process), *std::move(item),
+                             askers_.isIn(process) ? Interest::somebodys : Interest::own, std::move(done));
 }
 
 }  // namespace zelto

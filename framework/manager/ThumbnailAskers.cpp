@@ -58,11 +58,10 @@ void ThumbnailAskers::remove(const std::string& asker) {
   table_->askers.erase(at);
 }
 
-bool ThumbnailAskers::anyIsIn(const std::vector<pid_t>& processes) const {
+bool ThumbnailAskers::isIn(pid_t process) const {
   const std::lock_guard lock(table_->mutex);
-  return std::ranges::any_of(std::views::values(table_->askers), [&processes](const Asker& asker) {
-    return std::ranges::find(processes, asker.process) != processes.end();
-  });
+  return std::ranges::any_of(std::views::values(table_->askers),
+                             [process](const Asker& asker) { return asker.process == process; });
 }
 
 }  // namespace zelto

@@ -5,7 +5,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include <sys/types.h>
 
@@ -24,9 +23,9 @@ class ThumbnailAskers {
   // A unique name; nothing happens for one that is known.
   void add(const std::string& asker);
 
-  // Whether one of these processes is one of them. A browser's plug-in asks for what is on show and no
-  // longer, so nothing has to be asked for when one of the browser's helpers wants a picture.
-  bool anyIsIn(const std::vector<pid_t>& processes) const;
+  // Whether this process is one of them. It asks for what is on show and no longer, so nothing has to be
+  // asked for because it also looked into a file.
+  bool isIn(pid_t process) const;
 
  private:
   struct Asker {

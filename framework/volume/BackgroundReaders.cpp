@@ -12,10 +12,14 @@ namespace zelto {
 namespace {
 
 // The name that a program was started under decides, not its arguments: those are the user's.
-constexpr auto kMakersOfPictures = std::to_array<std::string_view>({
-    // Thumbnails, one process for each file, started by Nautilus, Nemo, Caja and PCManFM.
-    "gdk-pixbuf-thumbnailer",   // pictures
-    "glycin-thumbnailer",       // pictures, later systems
+constexpr auto kReadersOfPictures = std::to_array<std::string_view>({
+    "gdk-pixbuf-thumbnailer",  // one process for each file, started by Nautilus, Nemo, Caja and PCManFM
+    "glycin-thumbnailer",      // the same, later systems
+    "tumblerd",                // all kinds; the service of Thunar and PCManFM
+});
+
+// As the first ones, for other files.
+constexpr auto kReadersOfKinds = std::to_array<std::string_view>({
     "heif-thumbnailer",         // pictures of telephones
     "raw-thumbnailer",          // pictures of cameras
     "totem-video-thumbnailer",  // films
@@ -30,7 +34,6 @@ constexpr auto kMakersOfPictures = std::to_array<std::string_view>({
     "gnome-epub-thumbnailer",   // books
     "gnome-mobi-thumbnailer",   // books
     "gnome-thumbnail-font",     // fonts
-    "tumblerd",                 // all kinds; the service of Thunar and PCManFM
 });
 
 // They read everything below the home folder, and every change.
@@ -70,7 +73,8 @@ BackgroundReader backgroundReaderByArguments(std::istream& arguments) {
   for (std::string& word : words) std::getline(arguments, word, '\0');
   const std::string_view program = std::string_view(words[0]).substr(words[0].rfind('/') + 1);
   const bool isHelper = isOneOf(kHelpers, program) && words[2] == kThumbnailProtocol;
-  if (isHelper || isOneOf(kMakersOfPictures, program)) return BackgroundReader::ofPictures;
+  if (isHelper || isOneOf(kReadersOfPictures, program)) return BackgroundReader::ofPictures;
+  if (isOneOf(kReadersOfKinds, program)) return BackgroundReader::ofKinds;
   if (isOneOf(kIndexers, program)) return BackgroundReader::ofEverything;
   return isOneOf(kBrowsers, program) ? BackgroundReader::ofNames : BackgroundReader::none;
 }
@@ -78,7 +82,7 @@ BackgroundReader backgroundReaderByArguments(std::istream& arguments) {
 }  // namespace
 
 BackgroundReader backgroundReader(int flags, pid_t thread) {
-  if ((flags & O_NOATIME) != 0) return BackgroundReader::ofFirstBytes;
+  if ((flags & O_NOATIME) != 0) return BackgroundReader::ofKinds;
   if (thread <= 0) return BackgroundReader::none;
   // Not the thread's own name (`comm`), which is cut and is often another.
   std::ifstream arguments("/proc/" + std::to_string(thread) + "/cmdline");

@@ -8,8 +8,8 @@ namespace zelto {
 // do not insist on: looking at a folder would download all of it.
 enum class BackgroundReader {
   none,
-  ofPictures,    // makes thumbnails
-  ofFirstBytes,  // looks at the first bytes to tell a file's type, mostly of one that it wants a thumbnail of
+  ofPictures,    // makes thumbnails of pictures; can read a PNG file, whatever the name says
+  ofKinds,       // makes thumbnails of one other kind, or looks at the first bytes to tell the kind
   ofEverything,  // fills an index
   // A file browser that opens every file on show in its own process, but reads the first bytes only where the
   // name does not tell the type. It may be the user who wants it, too, so it is let have what it reads.
