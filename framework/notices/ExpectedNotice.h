@@ -36,7 +36,7 @@ class ExpectedNotice {
     const std::lock_guard lock(mutex_);
     return current_;
   }
-  // It has come to the volume: the greeting, or what moves as it was before.
+  // The volume was asked for the greeting, or for what goes.
   void meet() {
     const std::lock_guard lock(mutex_);
     met_ = true;

@@ -155,7 +155,7 @@ bool NoticeThread::isOurs(int descriptor, Inode folder) {
   return expected_.end();
 }
 
-// Where somebody has found one of the names anew already, it is told as gone and come.
+// What has moved on already is told as gone and come: where it is by now is told next.
 void NoticeThread::move(const Folders& folders, const Notice& notice) {
   const char* const name = notice.place.name.c_str();
   if (::renameat2(folders.from, notice.from.name.c_str(), folders.folder, name, RENAME_NOREPLACE) == 0)

@@ -53,6 +53,11 @@ bool stands(Volume& volume, const Place& place, Inode inode) {
   return known.presence == Replica::Presence::found && known.node.inode == inode;
 }
 
+// What is moved or removed has to be the node that stands for nothing. If the kernel has not asked for the
+// name just now, it may know something new by it already, which would go; told ESTALE it asks, and tries
+// again.
+bool isPhantomThere(fuse_req_t request) { return volume::of(request).notices().expected().isMet(); }
+
 void reply(fuse_req_t request, bool agreed) { fuse_reply_err(request, agreed ? 0 : ESTALE); }
 
 }  // namespace
@@ -66,7 +71,7 @@ bool notice::lookup(fuse_req_t request, Inode parent, std::string_view name) {
     fuse_reply_err(request, ENOENT);
   } else if ((now.kind == Kind::gone && place == now.place) ||
              (now.kind == Kind::moved && place == now.from)) {
-    if (now.kind == Kind::moved) volume::of(request).notices().expected().meet();
+    volume::of(request).notices().expected().meet();
     replyPhantom(request, now.node);
   } else if ((now.kind == Kind::appeared || now.kind == Kind::moved) && place == now.place) {
     fuse_reply_err(request, ENOENT);
@@ -118,19 +123,17 @@ bool notice::remove(fuse_req_t request, Inode parent, std::string_view name) {
   if (!isOurs(request)) return false;
   const Notice now = expected(request);
   const Place place{parent, std::string(name)};
-  reply(request,
-        now.kind == Kind::gone && now.place == place && !stands(volume::of(request), place, now.inode));
+  reply(request, now.kind == Kind::gone && isPhantomThere(request) && now.place == place &&
+                     !stands(volume::of(request), place, now.inode));
   return true;
 }
 
-// The kernel would take along what it knows by the old name. If it has not asked for that just now, it may
-// know something else there already, which has to keep its name.
 bool notice::rename(fuse_req_t request, const Place& from, const Place& to) {
   if (!isOurs(request)) return false;
   Volume& volume = volume::of(request);
   const Notice now = expected(request);
-  reply(request, now.kind == Kind::moved && volume.notices().expected().isMet() && now.from == from &&
-                     now.place == to && stands(volume, to, now.inode) && !stands(volume, from, now.inode));
+  reply(request, now.kind == Kind::moved && isPhantomThere(request) && now.from == from && now.place == to &&
+                     stands(volume, to, now.inode) && !stands(volume, from, now.inode));
   return true;
 }
 

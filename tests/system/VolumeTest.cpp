@@ -156,6 +156,41 @@ TEST_F(VolumeTest, WhatNobodyExpectsIsRefused) {
   EXPECT_TRUE(replica->localChanges().empty());
 }
 
+// The kernel has it under a name at which something else is still to be told as moved or gone.
+TEST_F(VolumeTest, WhatSomebodyHasFoundAnewKeepsItsName) {
+  list("", {item("a", root(), "a"), item("moved", root(), "c"), item("b", root(), "b", true)});
+  list("b", {item("inside", "b", "inside")});
+  FolderWatch watch(mount);
+  change({item("later", root(), "later")});
+  ASSERT_EQ(watch.waitFor(IN_CREATE, "later"), "");  // the kernel was told to forget everything before
+  struct stat status {};
+  const fs::path a = mount / "a", b = mount / "b", c = mount / "c";
+  ASSERT_EQ(::stat(a.c_str(), &status), 0);
+  const int inUse = ::open(b.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_GE(inUse, 0);
+  volume->notices().expected().setThread(::gettid());
+  volume->notices().expected().begin({.kind = Notice::Kind::moved,
+                                      .inode = inode("moved"),
+                                      .place = {kRootInode, "c"},
+                                      .from = {kRootInode, "a"}});
+  EXPECT_EQ(::rename(a.c_str(), c.c_str()), 0);
+  volume->notices().expected().begin({.kind = Notice::Kind::gone,
+                                      .node = NodeKind::folder,
+                                      .inode = inode("b") + 100,
+                                      .place = {kRootInode, "b"},
+                                      .from = {}});
+  EXPECT_EQ(::rmdir(b.c_str()), 0);
+  volume->notices().expected().end();
+  volume->notices().expected().setThread(0);
+  EXPECT_TRUE(watch.saw(IN_MOVED_TO, "c") && watch.saw(IN_DELETE | IN_ISDIR, "b"));
+  EXPECT_EQ(::stat(a.c_str(), &status), 0);
+  EXPECT_EQ(status.st_ino, inode("a"));
+  EXPECT_EQ(::stat(c.c_str(), &status), 0);
+  EXPECT_EQ(status.st_ino, inode("moved"));
+  EXPECT_EQ(names(b), std::vector<std::string>{"inside"}) << "it counts as removed";
+  ::close(inUse);
+}
+
 // A program of the system under another name, run on a file; its exit status.
 int run(const std::vector<std::string>& arguments, const fs::path& errors) {
   Process process(arguments, errors);
