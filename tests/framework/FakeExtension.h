@@ -14,58 +14,37 @@
 #include "framework/requests/HostLink.h"
 #include "framework/requests/Waiter.h"
 #include "tests/framework/PlainExtension.h"
+#include "tests/replica/FakeItem.h"
 
 namespace zelto::test {
 
-// An item as an extension would hand it over.
-class FakeItem final : public NSFileProviderItem {
+// An item as an extension would hand it over, which may be read and no more.
+class FakeItem final : public zelto::FakeItem {
  public:
   FakeItem(std::string identifier, std::string parent, std::string name, bool folder, std::int64_t size,
-           int version)
-      : identifier_(std::move(identifier)), parent_(std::move(parent)), name_(std::move(name)), size_(size) {
-    const auto bytes = NSData::copyOf("version " + std::to_string(version));
-    version_ = std::make_shared<NSFileProviderItemVersion>(NSFileProviderItemVersion{bytes, bytes});
-    if (folder) type_ = UTType::folder();
+           int version) {
+    identifierField = std::move(identifier);
+    parentField = std::move(parent);
+    nameField = std::move(name);
+    if (folder) typeField = UTType::folder();
+    sizeField = size;
+    stampField = static_cast<std::uint64_t>(version);
+    capabilitiesField =
+        NSFileProviderItemCapabilities::allowsReading | NSFileProviderItemCapabilities::allowsEvicting;
+    flagsField = NSFileProviderFileSystemFlags::userReadable;
   }
   static NSFileProviderItemPtr file(const std::string& identifier, std::int64_t size, int version = 1) {
     return make(identifier, false, size, version);
   }
   static NSFileProviderItemPtr folder(const std::string& identifier) { return make(identifier, true, 0, 1); }
 
-  const std::optional<std::string>& itemIdentifier() const override { return identifier_; }
-  const std::optional<std::string>& parentItemIdentifier() const override { return parent_; }
-  const std::optional<std::string>& filename() const override { return name_; }
-  const std::optional<UTType>& contentType() const override { return type_; }
-  NSFileProviderItemCapabilities capabilities() const override {
-    return NSFileProviderItemCapabilities::allowsReading | NSFileProviderItemCapabilities::allowsEvicting;
-  }
-  NSFileProviderFileSystemFlags fileSystemFlags() const override {
-    return NSFileProviderFileSystemFlags::userReadable;
-  }
-  std::optional<std::int64_t> documentSize() const override { return size_; }
-  std::optional<NSDate> creationDate() const override { return NSDate::since1970(1'700'000'000); }
-  std::optional<NSDate> contentModificationDate() override { return NSDate::since1970(1'700'000'000); }
-  std::optional<NSDate> lastUsedDate() const override { return std::nullopt; }
-  const NSDictionary* extendedAttributes() const override { return nullptr; }
-  const std::optional<std::string>& symlinkTargetPath() const override { return target_; }
-  std::optional<NSFileProviderContentPolicy> contentPolicy() const override { return std::nullopt; }
-  std::shared_ptr<const NSFileProviderItemVersion> itemVersion() override { return version_; }
-  NSDictionary userInfo() const override { return {}; }
-
  private:
   static NSFileProviderItemPtr make(const std::string& identifier, bool folder, std::int64_t size,
                                     int version) {
-    const auto slash = identifier.rfind('/');
-    const std::string parent =
-        slash == 0 ? NSFileProviderRootContainerItemIdentifier : identifier.substr(0, slash);
-    return std::make_shared<FakeItem>(identifier, parent, identifier.substr(slash + 1), folder, size,
-                                      version);
+    auto item = std::make_shared<FakeItem>("", "", "", folder, size, version);
+    item->placeAt(identifier);
+    return item;
   }
-
-  std::optional<std::string> identifier_, parent_, name_, target_;
-  std::optional<UTType> type_;
-  std::optional<std::int64_t> size_;
-  std::shared_ptr<const NSFileProviderItemVersion> version_;
 };
 
 // An extension that keeps every request until the test answers it.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -13,7 +14,7 @@
 #include <vector>
 
 #include "tests/framework/PlainExtension.h"
-#include "tests/framework/ServerItem.h"
+#include "tests/replica/FakeItem.h"
 
 namespace zelto::test {
 
@@ -363,9 +364,13 @@ class ScriptedServer final : public PlainExtension {
     const auto it = entries_.find(path);
     if (it == entries_.end()) return nullptr;
     const Entry& entry = it->second;
-    std::optional<std::int64_t> size;
-    if (!entry.folder) size = static_cast<std::int64_t>(entry.content.size());
-    return std::make_shared<ServerItem>(path, entry.folder, size, entry.date);
+    const auto item = std::make_shared<zelto::FakeItem>();
+    item->placeAt(path);
+    item->typeField = entry.folder ? UTType::folder() : *UTType::typeWithMIMEType("application/octet-stream");
+    if (!entry.folder) item->sizeField = static_cast<std::int64_t>(entry.content.size());
+    item->modifiedField = entry.date;
+    item->stampField = std::bit_cast<std::uint64_t>(entry.date);  // as the real extension's version
+    return item;
   }
   bool isFolder(const std::string& identifier) {
     const std::lock_guard lock(mutex_);

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "platform/fileprovider/NSFileProviderItem.h"
+#include "platform/foundation/Path.h"
 
 namespace zelto {
 
 // An item with every field open to the test.
-class FakeItem final : public NSFileProviderItem {
+class FakeItem : public NSFileProviderItem {
  public:
   std::optional<std::string> identifierField, parentField, nameField, targetField;
   std::optional<UTType> typeField;
@@ -47,6 +48,13 @@ class FakeItem final : public NSFileProviderItem {
   NSDictionary userInfo() const override { return userInfoField; }
   std::vector<std::string> decorations() const override { return decorationsField; }
 
+  // Its identifier is its path.
+  void placeAt(const std::string& path) {
+    const auto parent = stringByDeletingLastPathComponent(path);
+    identifierField = path;
+    parentField = parent == "/" ? NSFileProviderRootContainerItemIdentifier : parent;
+    nameField = lastPathComponent(path);
+  }
   // Like an archive of a date: long, and different in eight bytes only.
   static NSFileProviderItemVersion versionOf(std::uint64_t stamp) {
     std::string bytes = "archive:" + std::string(120, 'a') + "????????" + std::string(90, 'z');
