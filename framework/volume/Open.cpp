@@ -23,7 +23,7 @@ BackgroundReader readerOf(fuse_req_t request, const ContentFile& content, int fl
 
 // EIO: other errors make file browsers try again, or tell their user.
 constexpr int kRefused = EIO;
-// How long somebody who makes pictures waits for one. A browser waits with him, and shows others meanwhile.
+// How long a program that makes pictures waits for the host's; the browser that started it goes on meanwhile.
 constexpr std::chrono::seconds kPatience{5};
 
 // Somebody who makes pictures is given the host's instead of the content.
