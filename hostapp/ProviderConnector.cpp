@@ -261,7 +261,8 @@ void ProviderConnector::Core::stop() {
   observers.clear();
   if (!last) return;
   last->service->abandon();
-  if (last->client) last->client->disconnect();
+  // Its own proxy: the thread may just have been about to make one.
+  last->connection->remoteObjectProxy<ZeltoFileProviderClientInterface>()->disconnect();
   last->connection->invalidate();
 }
 
