@@ -137,11 +137,16 @@ TEST_F(FullServerTest, ChangesOutliveBothProcessesAndArriveWhenTheyAreRetried) {
 struct FullHereTest : FullDiskTest {
   void SetUp() override {
     if (!disk.mountAt(system.data())) GTEST_SKIP() << "only root can mount a file system";
-    writeFile(system.share() / "server", std::string(6 * kMiB, 's'));
+    writeFile(system.share() / "server", "s");
     system.start();
     EXPECT_EQ(names(top), Names{"server"});
     writeFile(top / "settled", std::string(kMiB, '1'));
     EXPECT_EQ(waitUntilSettled(system), "");
+    // What the server still tells of that file comes before this; then its content is fetched, should it be
+    // gone.
+    writeFile(system.share() / "server", std::string(6 * kMiB, 's'));
+    EXPECT_TRUE(eventually([this] { return fs::file_size(top / "server") == 6 * kMiB; }));
+    EXPECT_EQ(readFile(top / "settled"), std::string(kMiB, '1'));
     writeFile(top / "kept", std::string(kMiB, '2'));
   }
 
